@@ -1,0 +1,78 @@
+#pragma once
+// A framework context running in one process on a virtual clock: peers are registered by
+// interface name, timers expire only when the clock is advanced. Used by tests and the
+// simulator. Thread-safe; expiries are delivered on the thread that advances the clock.
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Executable.h"
+#include "FrameworkContext.h"
+
+class InProcessContext : public Context {
+public:
+    InProcessContext();
+    ~InProcessContext() override;
+
+    void registerExecutable(const std::string& interfaceName, Executable* executable);
+    void unregisterExecutable(const std::string& interfaceName);
+    void registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy);
+    void setChannelName(Executable* executable, const std::string& channelName);
+
+    Executable* findExecutable(const std::string& interfaceName) override;
+    Executable* findProxy(const std::string& interfaceName, const std::string& clientName) override;
+    std::string findChannel(Executable* executable) override;
+
+    int createTimer(Executable* owner, int durationMs) override;
+    void startTimer(int timerId) override;
+    void stopTimer(int timerId) override;
+    void resetTimer(int timerId) override;
+    void deleteTimer(int timerId) override;
+
+    // While set, every createTimer fails with -1.
+    void setTimerCreationFails(bool fails);
+    // The next `count` createTimer calls fail with -1.
+    void failNextTimerCreations(int count);
+
+    // Virtual time in milliseconds since construction.
+    long long now() const;
+    // Moves the clock forward, delivering every expiry that falls due, in expiry order
+    // (timers due at the same moment in the order they were started).
+    void advance(long long milliseconds);
+    // Delivers an expiry for `timerId` now, whether or not it is due (models a late,
+    // stale expiry already on its way).
+    void deliverExpiry(int timerId);
+
+    bool timerExists(int timerId) const;
+    bool timerRunning(int timerId) const;
+    int timerDuration(int timerId) const;
+    // Timer operations in the order they happened: "create <id> <ms>", "create-failed <ms>",
+    // "start <id>", "stop <id>", "reset <id>", "delete <id>", "expire <id>".
+    std::vector<std::string> timerOperations() const;
+    void clearTimerOperations();
+
+private:
+    struct Timer {
+        Executable* owner;
+        int durationMs;
+        bool running;
+        long long deadline;
+        long long startSequence;
+    };
+
+    mutable std::mutex m_mutex;
+    std::map<std::string, Executable*> m_executables;
+    std::map<std::pair<std::string, std::string>, Executable*> m_proxies;
+    std::map<Executable*, std::string> m_channels;
+    std::map<int, Timer> m_timers;
+    std::vector<std::string> m_operations;
+    int m_nextTimerId = 1;
+    long long m_now = 0;
+    long long m_startSequence = 0;
+    bool m_creationFails = false;
+    int m_failuresToCome = 0;
+
+    void record(const std::string& operation);
+};

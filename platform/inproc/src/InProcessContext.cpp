@@ -1,0 +1,205 @@
+#include "InProcessContext.h"
+
+#include <limits>
+
+InProcessContext::InProcessContext() = default;
+InProcessContext::~InProcessContext() = default;
+
+void InProcessContext::record(const std::string& operation) { m_operations.push_back(operation); }
+
+void InProcessContext::registerExecutable(const std::string& interfaceName, Executable* executable)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_executables[interfaceName] = executable;
+}
+
+void InProcessContext::unregisterExecutable(const std::string& interfaceName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_executables.erase(interfaceName);
+}
+
+void InProcessContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_proxies[{interfaceName, clientName}] = proxy;
+}
+
+void InProcessContext::setChannelName(Executable* executable, const std::string& channelName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_channels[executable] = channelName;
+}
+
+Executable* InProcessContext::findExecutable(const std::string& interfaceName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_executables.find(interfaceName);
+    return it == m_executables.end() ? nullptr : it->second;
+}
+
+Executable* InProcessContext::findProxy(const std::string& interfaceName, const std::string& clientName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_proxies.find({interfaceName, clientName});
+    return it == m_proxies.end() ? nullptr : it->second;
+}
+
+std::string InProcessContext::findChannel(Executable* executable)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_channels.find(executable);
+    return it == m_channels.end() ? std::string() : it->second;
+}
+
+int InProcessContext::createTimer(Executable* owner, int durationMs)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_creationFails || m_failuresToCome > 0) {
+        if (m_failuresToCome > 0) --m_failuresToCome;
+        record("create-failed " + std::to_string(durationMs));
+        return kNoTimer;
+    }
+    const int id = m_nextTimerId++;
+    m_timers[id] = Timer{owner, durationMs, false, 0, 0};
+    record("create " + std::to_string(id) + " " + std::to_string(durationMs));
+    return id;
+}
+
+void InProcessContext::startTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    record("start " + std::to_string(timerId));
+    const auto it = m_timers.find(timerId);
+    if (it == m_timers.end()) return;
+    it->second.running = true;
+    it->second.deadline = m_now + it->second.durationMs;
+    it->second.startSequence = m_startSequence++;
+}
+
+void InProcessContext::stopTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    record("stop " + std::to_string(timerId));
+    const auto it = m_timers.find(timerId);
+    if (it != m_timers.end()) it->second.running = false;
+}
+
+void InProcessContext::resetTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    record("reset " + std::to_string(timerId));
+    const auto it = m_timers.find(timerId);
+    if (it == m_timers.end() || !it->second.running) return;  // only a running countdown restarts
+    it->second.deadline = m_now + it->second.durationMs;
+    it->second.startSequence = m_startSequence++;
+}
+
+void InProcessContext::deleteTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    record("delete " + std::to_string(timerId));
+    m_timers.erase(timerId);
+}
+
+void InProcessContext::setTimerCreationFails(bool fails)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_creationFails = fails;
+}
+
+void InProcessContext::failNextTimerCreations(int count)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_failuresToCome = count;
+}
+
+long long InProcessContext::now() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_now;
+}
+
+void InProcessContext::advance(long long milliseconds)
+{
+    long long target = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        target = m_now + (milliseconds > 0 ? milliseconds : 0);
+    }
+    while (true) {
+        Executable* owner = nullptr;
+        int dueId = kNoTimer;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            long long earliest = std::numeric_limits<long long>::max();
+            long long earliestSequence = 0;
+            for (const auto& [id, timer] : m_timers) {
+                if (!timer.running || timer.deadline > target) continue;
+                if (timer.deadline < earliest || (timer.deadline == earliest && timer.startSequence < earliestSequence)) {
+                    earliest = timer.deadline;
+                    earliestSequence = timer.startSequence;
+                    dueId = id;
+                }
+            }
+            if (dueId == kNoTimer) {
+                m_now = target;
+                return;
+            }
+            Timer& timer = m_timers[dueId];
+            if (timer.deadline > m_now) m_now = timer.deadline;
+            timer.running = false;
+            owner = timer.owner;
+            record("expire " + std::to_string(dueId));
+        }
+        // Delivered without the context's lock: the owner drives its timers from timerEvent.
+        if (owner != nullptr) owner->timerEvent(dueId);
+    }
+}
+
+void InProcessContext::deliverExpiry(int timerId)
+{
+    Executable* owner = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        record("expire " + std::to_string(timerId));
+        const auto it = m_timers.find(timerId);
+        if (it != m_timers.end()) {
+            it->second.running = false;
+            owner = it->second.owner;
+        }
+    }
+    if (owner != nullptr) owner->timerEvent(timerId);
+}
+
+bool InProcessContext::timerExists(int timerId) const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_timers.count(timerId) != 0;
+}
+
+bool InProcessContext::timerRunning(int timerId) const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_timers.find(timerId);
+    return it != m_timers.end() && it->second.running;
+}
+
+int InProcessContext::timerDuration(int timerId) const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_timers.find(timerId);
+    return it == m_timers.end() ? -1 : it->second.durationMs;
+}
+
+std::vector<std::string> InProcessContext::timerOperations() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_operations;
+}
+
+void InProcessContext::clearTimerOperations()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_operations.clear();
+}

@@ -1,0 +1,96 @@
+#pragma once
+// The telephone's dial plan: up to 50 entries that say, digit by digit, when a dialled
+// number is complete. Validated from configuration, matched against dialled digits,
+// stored through the data access service and shown in a log file.
+
+#include <cstdint>
+#include <string>
+
+#include "DigitAnalysisTypes.h"
+#include "FrameworkContext.h"
+#include "ManageableData.h"
+
+class ClockServiceIfc;
+class DataAccessServiceIfc;
+class LocalMgmtIfc;
+
+class DialPlan {
+public:
+    static constexpr int kMaxEntries = 50;
+
+    DialPlan();
+    ~DialPlan();
+    DialPlan(const DialPlan&) = delete;
+    DialPlan& operator=(const DialPlan&) = delete;
+
+    // Switches and peers.
+    void setEnabled(bool enabled);
+    void setImmediateDiallingEnabled(bool enabled);
+    void setOnhookDialling(bool onHook);
+    void setDAS(DataAccessServiceIfc* dataAccessService) { m_dataAccessService = dataAccessService; }
+    void setContext(SvcRTEContext* context);
+
+    bool getEnabled() const { return m_enabled; }
+    bool getError() const { return m_error; }
+    std::uint32_t getErrorRow() const { return m_errorRow; }
+    int getNumberOfEntries() const { return m_numberOfEntries; }
+    // The entry at a 0-based index; the caller keeps the index below the number of entries.
+    t_dialPlanEntry* getEntry(int index) { return &m_entries[index]; }
+    DataAccessServiceIfc* getDAS() const { return m_dataAccessService; }
+    std::string getIdentity() const { return m_identity; }
+    bool getImmediateDiallingEnabled() const { return m_immediateDiallingEnabled; }
+    bool getOnhookDialling() const { return m_onHookDialling; }
+
+    // Configuration.
+    bool validateEntry(int index);
+    bool setDialPlanEntries(ManageableData* data);
+    bool setData(ManageableData& data);
+    bool getData(ManageableData& data);
+
+    // Matching.
+    unsigned int matchEntry(std::string* digits, unsigned int index);
+    int getAction(std::string* digits, unsigned int* timer);
+    bool isLockBypass(std::string& digits);
+    void extractSpecialNumbers();
+    std::string getEmergencyNumbers() const { return m_emergencyNumbers; }
+    std::string getLockBypassNumbers() const { return m_lockBypassNumbers; }
+
+    // Storage.
+    bool readDialPlanOverviewFromDAS();
+    bool writeDialPlanOverviewToDAS();
+    bool readDialPlanEntriesFromDAS();
+    bool writeDialPlanEntriesToDAS();
+
+    // Log file.
+    void logDialPlanHeader();
+    void logDialPlan();
+    void logDialPlanEntries();
+
+    // Used by the storage parsers to fill the plan.
+    void setIdentity(const std::string& identity) { m_identity = identity; }
+    void setError(bool error) { m_error = error; }
+    void setErrorRow(std::uint32_t row) { m_errorRow = row; }
+    void setNumberOfEntries(int count) { m_numberOfEntries = count; }
+
+private:
+    SvcRTEContext* m_context = nullptr;
+    std::string m_dialledDigits;
+    ManageableData m_managementData;
+    ClockServiceIfc* m_clockService = nullptr;
+    LocalMgmtIfc* m_localMgmt = nullptr;
+    DataAccessServiceIfc* m_dataAccessService = nullptr;
+    bool m_enabled = false;
+    std::string m_identity;
+    bool m_error = false;
+    std::uint32_t m_errorRow = 0;
+    t_dialPlanEntry m_entries[kMaxEntries];
+    bool m_immediateDiallingEnabled = false;
+    std::string m_emergencyNumbers;
+    std::string m_lockBypassNumbers;
+    int m_numberOfEntries = 0;
+    std::string m_logFileName;
+    std::string m_headerLogText;
+    std::string m_planLogText;
+    std::string m_entriesLogText;
+    bool m_onHookDialling = false;
+};
