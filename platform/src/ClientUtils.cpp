@@ -5,13 +5,13 @@
 bool ClientUtils::stringToUnsignedShort(const std::string& text, unsigned short& value)
 {
     value = 0;
-    if (text.empty() || text.size() > 5) return false;
+    if (text.empty()) return false;
     unsigned long number = 0;
     for (const char c : text) {
         if (c < '0' || c > '9') return false;
         number = number * 10 + static_cast<unsigned long>(c - '0');
+        if (number > 65535) return false;
     }
-    if (number > 65535) return false;
     value = static_cast<unsigned short>(number);
     return true;
 }
