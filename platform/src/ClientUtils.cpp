@@ -1,6 +1,7 @@
 #include "ClientUtils.h"
 
 #include <cstdlib>
+#include <limits>
 
 bool ClientUtils::stringToUnsignedShort(const std::string& text, unsigned short& value)
 {
@@ -18,7 +19,12 @@ bool ClientUtils::stringToUnsignedShort(const std::string& text, unsigned short&
 
 unsigned int ClientUtils::stou(const std::string& text)
 {
-    return static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 10));
+    // Read wide and saturate, so that a number too large for 32 bits (or a negative one,
+    // which the C conversion wraps round) gives the largest value on every platform
+    // instead of whatever is left after truncation.
+    const unsigned long long value = std::strtoull(text.c_str(), nullptr, 10);
+    return value > std::numeric_limits<unsigned int>::max() ? std::numeric_limits<unsigned int>::max()
+                                                             : static_cast<unsigned int>(value);
 }
 
 std::string ClientUtils::itos(int value) { return std::to_string(value); }
