@@ -123,6 +123,11 @@ const std::vector<LocalDialableCase> kCases{
      caseLine('f', "+49301234", "00301234")},
     {"F_NoAccessCodeWhenNotNeeded", {2, 0, 0, 0, false}, "+4420123", "004420123", true, ""},
 
+    {"F_OnlyValue1AddsTheAccessCode", {0, 0, 2, 0, false}, "+49891234", "1234", true,
+     caseLine('c', "+49891234", "1234")},
+    {"E_OnlyGatewayValue1KeepsThePlus", {0, 0, 0, 2, false}, "+4420123", "004420123", true,
+     caseLine('e', "+4420123", "004420123")},
+
     // Not canonical.
     {"NotCanonicalIsUnchanged", {0, 0, 1, 0, true}, "0891234", "0891234", false, ""},
 };
