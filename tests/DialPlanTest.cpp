@@ -356,6 +356,26 @@ TEST_F(DialPlanConfiguration, RowsAreReadUntilTheFirstWithoutDigitString)
     EXPECT_FALSE(log.contains("DialPlan::validateEntry (4)"));
 }
 
+TEST_F(DialPlanConfiguration, CheckRowFromConfigurationIsCompletedOrRefused)
+{
+    addRow(1, "110", "C");
+    EXPECT_TRUE(plan.setData(config));
+    EXPECT_EQ(entry(0).minDigitLength, 3u);
+    EXPECT_EQ(entry(0).maxDigitLength, 3u);
+    EXPECT_EQ(entry(0).timer, 1u);
+
+    ManageableData change;
+    setRowItem(change, 1, "digit-string", "110");
+    setRowItem(change, 1, "action", "C");
+    setRowItem(change, 1, "min-digit-len", "4");
+    setRowItem(change, 1, "max-digit-len", "");
+    log.clear();
+    EXPECT_FALSE(plan.setData(change));
+    EXPECT_TRUE(log.contains(
+        "\ninvalid digit length: \ndigit string:         110minimum digit length: 4maximum digit length: 3", 5));
+    EXPECT_EQ(plan.getErrorRow(), 1u);
+}
+
 TEST_F(DialPlanConfiguration, AcceptedRowIsLoggedWithItsCompletedFields)
 {
     addRow(1, "0", "S", "3");
