@@ -3,12 +3,34 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "DialPlan.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
+
+// Gives the service's dial plan send entries of a fixed length, each marked "E" (emergency),
+// "b" (lock bypass) or not at all, and lists its special numbers.
+void useDialPlan(DigitAnalysisService& service, const std::vector<std::pair<std::string, std::string>>& entries)
+{
+    DialPlan* plan = service.getDialPlan();
+    ASSERT_NE(plan, nullptr);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        t_dialPlanEntry& entry = *plan->getEntry(static_cast<int>(i));
+        entry = t_dialPlanEntry();
+        entry.digitString = entries[i].first;
+        entry.action = "S";
+        entry.minDigitLength = static_cast<std::uint32_t>(entries[i].first.size());
+        entry.maxDigitLength = entry.minDigitLength;
+        entry.timer = 0;
+        entry.specialNumberIndication = entries[i].second;
+    }
+    plan->setNumberOfEntries(static_cast<int>(entries.size()));
+    plan->setEnabled(true);
+    plan->extractSpecialNumbers();
+}
 
 // A service created without init: no settings, no dial plan.
 class DigitStrings : public ::testing::Test {
@@ -277,6 +299,63 @@ TEST_F(EmergencyNumbers, ListHasTheE164NumberFirstThenTheCanonicalList)
     EXPECT_EQ(emergencyList(service), "+4989112,112,110");
     EXPECT_TRUE(log.contains("getEmergencyNumbersDialString", 5));
     EXPECT_TRUE(log.contains("list of emergency numbers: +4989112,112,110", 5));
+}
+
+TEST_F(EmergencyNumbers, ListEndsWithTheDialPlansEmergencyNumbers)
+{
+    auto& service = start("+4989112", "112,110");
+    useDialPlan(service, {{"999", "E"}, {"1190", "b"}, {"123", ""}});
+    EXPECT_EQ(emergencyList(service), "+4989112,112,110,999");
+}
+
+TEST_F(EmergencyNumbers, ListOfTheDialPlanAloneHasNoLeadingComma)
+{
+    auto& service = start("", "");
+    useDialPlan(service, {{"999", "E"}});
+    EXPECT_EQ(emergencyList(service), "999");
+    EXPECT_TRUE(log.contains("list of emergency numbers: 999", 5));
+}
+
+TEST_F(EmergencyNumbers, DialPlanEmergencyNumbersCountForIsEmergencyNumber)
+{
+    auto& service = start("", "112");
+    useDialPlan(service, {{"999", "E"}});
+    std::string number = "999";
+    EXPECT_TRUE(service.isEmergencyNumber(number, true));
+}
+
+TEST_F(EmergencyNumbers, DigitsMatchIgnoresTheDialPlansEmergencyNumbers)
+{
+    auto& service = start("", "112,110");
+    useDialPlan(service, {{"999", "E"}});
+    EXPECT_EQ(service.digitsMatchEmergencyNumber("999"), eMatchNone);
+    EXPECT_EQ(service.digitsMatchEmergencyNumber("112"), eMatchEmergencyNumber);
+}
+
+TEST_F(EmergencyNumbers, LockBypassNumbersComeFromTheDialPlanOnly)
+{
+    auto& service = start("+4989112", "112");
+    useDialPlan(service, {{"999", "E"}, {"1190", "b"}});
+    std::string list;
+    service.getLockBypassNumbersDialString(&list);
+    EXPECT_EQ(list, "1190");
+    EXPECT_TRUE(log.contains("list of lock bypass numbers: 1190", 5));
+
+    std::string prefilled = "1180";
+    service.getLockBypassNumbersDialString(&prefilled);
+    EXPECT_EQ(prefilled, "1180,1190");
+}
+
+TEST_F(EmergencyNumbers, LockBypassIsTheDialPlansDecision)
+{
+    auto& service = start("", "112");
+    useDialPlan(service, {{"999", "E"}, {"1190", "b"}});
+    std::string bypass = "1190";
+    EXPECT_TRUE(service.isLockBypass(bypass));
+    std::string emergency = "999";
+    EXPECT_FALSE(service.isLockBypass(emergency));
+    std::string canonicalEmergency = "112";
+    EXPECT_FALSE(service.isLockBypass(canonicalEmergency));
 }
 
 TEST_F(EmergencyNumbers, ListHasNoLeadingCommaWhenTheE164NumberIsUnset)

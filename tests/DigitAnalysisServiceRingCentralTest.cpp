@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "DialPlan.h"
 #include "ServiceHarness.h"
 
 namespace {
@@ -138,6 +139,41 @@ TEST_F(RingCentralConversion, LettersAfterTheFirstDigitAreConverted)
 {
     auto& service = start();
     EXPECT_EQ(convert(service, "555 flow"), Result(true, "90895553569"));
+}
+
+// Gives the dial plan one send entry for a fixed-length pattern, in on-hook mode.
+void useDialPlanEntry(DigitAnalysisService& service, const std::string& pattern)
+{
+    DialPlan* plan = service.getDialPlan();
+    ASSERT_NE(plan, nullptr);
+    t_dialPlanEntry& entry = *plan->getEntry(0);
+    entry = t_dialPlanEntry();
+    entry.digitString = pattern;
+    entry.action = "S";
+    entry.minDigitLength = static_cast<std::uint32_t>(pattern.size());
+    entry.maxDigitLength = entry.minDigitLength;
+    entry.timer = 0;
+    plan->setNumberOfEntries(1);
+    plan->setEnabled(true);
+    plan->setOnhookDialling(true);
+}
+
+TEST_F(RingCentralConversion, NumberTheDialPlanSendsIsLeftUnchanged)
+{
+    auto& service = start();
+    useDialPlanEntry(service, "555xxxx");
+    EXPECT_EQ(convert(service, "5551234"), Result(false, "5551234"));
+    EXPECT_TRUE(log.contains("convertToDialableRingCentral() - no conversion as number has a dial plan match. "
+                             "Output string is '5551234'.",
+                             5));
+    EXPECT_FALSE(service.getDialPlan()->getOnhookDialling()) << "the dial plan is consulted in off-hook mode";
+}
+
+TEST_F(RingCentralConversion, NumberTheDialPlanOnlyPartlyMatchesIsConverted)
+{
+    auto& service = start();
+    useDialPlanEntry(service, "555xxxxx");
+    EXPECT_EQ(convert(service, "5551234"), Result(true, "90895551234"));
 }
 
 TEST_F(RingCentralConversion, PlusFormIsRefused)
