@@ -261,6 +261,7 @@ TEST_F(DiallingSession, HashTerminatorSendsTheNumberWithoutIt)
     EXPECT_THAT(dial("12#"), IsDialResult(eMatchFull, "12"));
 
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1"));
+    EXPECT_THAT(toneRequests(), ElementsAre(kPlayDialTone, kStopDialTone));
     EXPECT_THAT(timerOperations(),
                 ElementsAre(operation("reset", initialDigit), operation("start", initialDigit),
                             operation("stop", initialDigit), operation("create", fiveSeconds) + " 5000",
@@ -287,6 +288,7 @@ TEST_F(DiallingSession, SuspendAndResumeSwapTheInitialDigitWaits)
     harness.context.advance(30000);
 
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1", "handleInitialDigitTimeout "));
+    EXPECT_THAT(toneRequests(), ElementsAre(kPlayDialTone));
     EXPECT_THAT(timerOperations(),
                 ElementsAre(operation("reset", initialDigit), operation("start", initialDigit),
                             operation("stop", initialDigit), operation("reset", extendedInitialDigit),
@@ -431,6 +433,7 @@ TEST_F(DiallingSession, CallContextProviderThatStaysSilentIsGivenUpAfter250Milli
 
     EXPECT_THAT(harness.provider.calls(), ElementsAre("getDialPartyDetails"));
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1"));
+    EXPECT_THAT(toneRequests(), ElementsAre(kPlayDialTone));
     EXPECT_THAT(timerOperations(),
                 ElementsAre(operation("reset", partyDetails), operation("start", partyDetails),
                             operation("expire", partyDetails), operation("stop", partyDetails),
