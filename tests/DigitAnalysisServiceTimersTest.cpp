@@ -379,10 +379,12 @@ TEST_F(DiallingTimers, LockedPhoneKeepsAnInterDigitExpiryOfOrdinaryDigitsFromEve
 
 TEST_F(DiallingTimers, LockedPhoneDeliversAnInterDigitExpiryOfTheEmergencyNumber)
 {
-    harness.store.setItem("emergency-e164", "555");
     startService();
     service->startDialling("line1", &harness.dialler, false);
     dial("555");
+    // Configured while the wait runs: dialled before, the number would have gone at once.
+    harness.store.setItem("emergency-e164", "555");
+    service->extractEmergencyE164Data();
     lockPhone();
     harness.context.advance(6000);
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1", "handleInterDigitTimeout 555"));
