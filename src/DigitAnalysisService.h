@@ -240,6 +240,13 @@ private:
     void readLocalCodeLookup();
     std::array<std::string*, 10> canonicalTextMembers();
 
+    // Pieces of manageableDataChanged.
+    void replaceCanonicalSettings(ManageableData& notification);
+    void mergeCanonicalSettings(ManageableData& notification);
+    void applyChangedItem(ManageableData& notification, const std::string& key);
+    void changeTimerDuration(TimerDetails* timer, const std::string& seconds);
+    void reloadDialPlanFromStorage();
+
     bool isSoftwareType2Or3() const { return m_softwareType == 2 || m_softwareType == 3; }
     bool isVariant3Or4() const { return m_hwSubPlatformVariant == 3 || m_hwSubPlatformVariant == 4; }
 };
