@@ -3,6 +3,8 @@
 // complete number, tells the dialler, and converts numbers between their dialable and
 // canonical forms. The framework creates it through createDigitAnalysisService.
 
+#include <array>
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -209,7 +211,7 @@ private:
     int m_hotWarmPhoneType = 0;
     std::string m_hotWarmPhoneDigits;
     ManageableData m_canonicalData;
-    int m_canonicalDataValid = 0;
+    std::atomic<int> m_canonicalDataValid{0};  // read without the service lock
     bool m_ChkExpectDialNum = false;
     unsigned int m_dialInternalForm = 0;
     unsigned int m_dialExternalForm = 0;
@@ -230,6 +232,13 @@ private:
     bool m_onHookDialling = false;
     std::vector<std::string> m_facPrefixes;
     bool m_ringCentralServer = false;
+
+    // Pieces of init and extractData.
+    void readSoftwareType();
+    void loadDialPlan();
+    void readCanonicalSettings();
+    void readLocalCodeLookup();
+    std::array<std::string*, 10> canonicalTextMembers();
 
     bool isSoftwareType2Or3() const { return m_softwareType == 2 || m_softwareType == 3; }
     bool isVariant3Or4() const { return m_hwSubPlatformVariant == 3 || m_hwSubPlatformVariant == 4; }

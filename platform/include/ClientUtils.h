@@ -8,7 +8,8 @@ public:
     // The decimal number the text holds. True when the whole text is a number from 0 to
     // 65535; otherwise `value` is set to 0 and the result is false.
     static bool stringToUnsignedShort(const std::string& text, unsigned short& value);
-    // The leading decimal number of the text (0 when there is none), as strtoul reads it.
+    // The leading decimal number of the text (0 when there is none), as strtoul reads it
+    // (leading blanks and a sign allowed); beyond 4294967295, or negative, 4294967295.
     static unsigned int stou(const std::string& text);
     static std::string itos(int value);
     static std::string btos(bool value);

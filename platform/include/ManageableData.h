@@ -1,6 +1,7 @@
 #pragma once
 // Managed configuration data: a container of root items, each a tree of named nodes.
 // The text form of serialize()/deserialize() is described in docs/platform.md.
+// Not thread-safe: its owner serialises access.
 
 #include <memory>
 #include <string>
@@ -33,8 +34,9 @@ public:
     DataNode* makePath(const std::string& path);
     DataNode& addChild(const std::string& name);
     void clearChildren();
-    // Merges `other` into this node: its value (when it has one) replaces ours, and each
-    // group of same-named children is merged one to one or, for rows, replaced whole.
+    // Merges `other` into this node: its value (when it has one) replaces ours; a child that
+    // is a single leaf on both sides merges into ours; any other group of same-named
+    // children (rows, structures) replaces ours whole.
     void merge(const DataNode& other);
 
 private:
@@ -66,6 +68,7 @@ public:
     // The column "group/item" over every child of the group's name, in order; a row
     // without the item (or without a value) is null.
     std::unique_ptr<DxlResultSet> select(const std::string& path) const;
+    const DataNode* getRoot() const { return m_root; }
 
 private:
     const DataNode* m_root;
@@ -111,7 +114,8 @@ public:
 
     DataNode* getRoot(const std::string& rootId) const;
     DataNode& getOrAddRoot(const std::string& rootId, DxlDictionary* dictionary = nullptr);
-    // The root item as a document, or null when absent. Owned by this container.
+    // The root item as a document, or null when absent. Owned by this container; valid
+    // until the root is removed or the container cleared or assigned.
     DxlDocument* getDocument(const std::string& rootId);
 
     // Every node that has a value, as ("root/child/.../name", value), in container order.

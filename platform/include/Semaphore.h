@@ -2,13 +2,17 @@
 // The framework's semaphore and its scoped holder.
 
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <thread>
 
 #include "ThreadSafety.h"
 
-// A counting semaphore. Constructed re-entrant, it behaves as a recursive lock: the
-// thread that holds it may take it again, and must give it back as often.
+// A counting semaphore of `initialCount` units, never more than `maxCount`.
+// `reentrant` true: a thread that holds a unit may wait again without blocking (it keeps
+// its one unit) and must post as often as it waited; a post by a thread that holds no unit
+// is ignored. `reentrant` false: a plain counting semaphore; any thread may post, and a
+// thread that waits twice blocks on itself.
 class DAS_CAPABILITY("mutex") Semaphore {
 public:
     Semaphore(int initialCount, int maxCount, bool reentrant);
@@ -20,6 +24,8 @@ public:
     void post() DAS_RELEASE();
     // True when the calling thread holds a re-entrant semaphore.
     bool heldByCurrentThread() const;
+    // Units free to be taken now.
+    int available() const;
 
 private:
     mutable std::mutex m_mutex;
@@ -27,8 +33,7 @@ private:
     int m_count;
     const int m_maxCount;
     const bool m_reentrant;
-    std::thread::id m_owner;
-    int m_depth = 0;
+    std::map<std::thread::id, int> m_holdDepth;  // re-entrant only: holder -> waits not yet posted
 };
 
 // Holds a semaphore for the lifetime of the object.

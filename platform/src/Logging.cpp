@@ -33,6 +33,7 @@ bool loggingOnAppVex(const char*, int level)
 void logAppVex(const char* component, const char* sourceFile, int level, int line, const char* format, ...)
 {
     if (!loggingOnAppVex(component, level)) return;
+    if (format == nullptr) format = "";
 
     va_list arguments;
     va_start(arguments, format);

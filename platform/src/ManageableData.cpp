@@ -5,6 +5,11 @@
 
 namespace {
 
+// How deep a tree may grow, by nesting in a text or by segments of a path: deep enough for
+// any configuration item, shallow enough that the recursive copy, merge and destruction of
+// nodes cannot run out of stack on hostile input.
+constexpr std::size_t kMaxDepth = 64;
+
 // Splits "name[k]" into its name and k (1-based); false for any other form.
 bool splitIndexedSegment(const std::string& segment, std::string& name, std::size_t& index)
 {
@@ -31,6 +36,17 @@ bool belongsToGroup(const std::string& childName, const std::string& group)
     return splitIndexedSegment(childName, name, index) && name == group;
 }
 
+// A path segment is a name, or "name[k]" with k from 1; brackets in any other form make
+// the path invalid rather than naming a node literally called so.
+bool isValidSegment(const std::string& segment)
+{
+    if (segment.empty()) return false;
+    if (segment.find_first_of("[]") == std::string::npos) return true;
+    std::string name;
+    std::size_t index = 0;
+    return splitIndexedSegment(segment, name, index) && name.find_first_of("[]") == std::string::npos;
+}
+
 bool splitPath(const std::string& path, std::vector<std::string>& segments)
 {
     segments.clear();
@@ -38,7 +54,7 @@ bool splitPath(const std::string& path, std::vector<std::string>& segments)
     while (true) {
         const auto slash = path.find('/', start);
         const auto segment = path.substr(start, slash == std::string::npos ? std::string::npos : slash - start);
-        if (segment.empty()) return false;
+        if (!isValidSegment(segment) || segments.size() == kMaxDepth) return false;
         segments.push_back(segment);
         if (slash == std::string::npos) return true;
         start = slash + 1;
@@ -112,7 +128,7 @@ class Parser {
 public:
     explicit Parser(const std::string& text) : m_text(text) {}
 
-    bool parseNodes(std::vector<std::unique_ptr<DataNode>>& nodes, int depth, bool nested)
+    bool parseNodes(std::vector<std::unique_ptr<DataNode>>& nodes, std::size_t depth, bool nested)
     {
         if (depth > kMaxDepth) return false;
         skipBlanks();
@@ -132,7 +148,6 @@ public:
     bool atEnd() const { return m_position >= m_text.size(); }
 
 private:
-    static constexpr int kMaxDepth = 64;
     const std::string& m_text;
     std::size_t m_position = 0;
 
@@ -143,7 +158,7 @@ private:
         while (!atEnd() && (peek() == ' ' || peek() == '\t' || peek() == '\n' || peek() == '\r')) ++m_position;
     }
 
-    bool parseNode(std::unique_ptr<DataNode>& node, int depth)
+    bool parseNode(std::unique_ptr<DataNode>& node, std::size_t depth)
     {
         std::string name;
         if (!parseName(name)) return false;
@@ -322,11 +337,14 @@ void DataNode::merge(const DataNode& other)
         for (std::size_t i = 0; i < m_children.size(); ++i) {
             if (m_children[i]->m_name == group) existing.push_back(i);
         }
-        if (incoming.size() == 1 && existing.size() == 1) {
+        // A single leaf item merges into the single item it names. Anything else is a row
+        // or a structure that the change restates whole (a table of one row included), so
+        // it replaces what is held under that name, where it stood.
+        const bool singleLeaf = incoming.size() == 1 && existing.size() == 1 && incoming.front()->m_children.empty();
+        if (singleLeaf) {
             m_children[existing.front()]->merge(*incoming.front());
             continue;
         }
-        // Rows: the incoming group replaces the held one, where it stood.
         std::size_t insertAt = existing.empty() ? m_children.size() : existing.front();
         for (auto it = existing.rbegin(); it != existing.rend(); ++it) {
             m_children.erase(m_children.begin() + static_cast<std::ptrdiff_t>(*it));
@@ -439,7 +457,10 @@ bool ManageableData::removeRootId(const std::string& rootId)
 {
     for (auto it = m_roots.begin(); it != m_roots.end(); ++it) {
         if ((*it)->node.getName() != rootId) continue;
-        m_documents.clear();
+        const DataNode* removed = &(*it)->node;
+        m_documents.erase(std::remove_if(m_documents.begin(), m_documents.end(),
+                                         [removed](const auto& document) { return document->getRoot() == removed; }),
+                          m_documents.end());
         m_roots.erase(it);
         if (m_currentRoot == rootId) m_currentRoot.clear();
         return true;
@@ -537,6 +558,11 @@ DxlDocument* ManageableData::getDocument(const std::string& rootId)
 {
     const DataNode* root = getRoot(rootId);
     if (root == nullptr) return nullptr;
+    // One document per root, however often it is asked for: a service re-reads its settings
+    // on every change and must not make the container grow.
+    for (const auto& document : m_documents) {
+        if (document->getRoot() == root) return document.get();
+    }
     m_documents.push_back(std::make_unique<DxlDocument>(root));
     return m_documents.back().get();
 }

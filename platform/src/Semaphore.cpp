@@ -11,9 +11,12 @@ bool Semaphore::wait(int timeoutMs)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     const auto self = std::this_thread::get_id();
-    if (m_reentrant && m_depth > 0 && m_owner == self) {
-        ++m_depth;
-        return true;
+    if (m_reentrant) {
+        const auto held = m_holdDepth.find(self);
+        if (held != m_holdDepth.end()) {
+            ++held->second;
+            return true;
+        }
     }
     const auto available = [this] { return m_count > 0; };
     if (timeoutMs < 0) {
@@ -22,10 +25,7 @@ bool Semaphore::wait(int timeoutMs)
         return false;
     }
     --m_count;
-    if (m_reentrant) {
-        m_owner = self;
-        m_depth = 1;
-    }
+    if (m_reentrant) m_holdDepth[self] = 1;
     return true;
 }
 
@@ -33,9 +33,10 @@ void Semaphore::post()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_reentrant) {
-        if (m_depth == 0 || m_owner != std::this_thread::get_id()) return;  // not ours to give back
-        if (--m_depth > 0) return;
-        m_owner = std::thread::id();
+        const auto held = m_holdDepth.find(std::this_thread::get_id());
+        if (held == m_holdDepth.end()) return;  // not ours to give back
+        if (--held->second > 0) return;
+        m_holdDepth.erase(held);
     }
     if (m_count < m_maxCount) ++m_count;
     m_available.notify_one();
@@ -44,7 +45,13 @@ void Semaphore::post()
 bool Semaphore::heldByCurrentThread() const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_reentrant && m_depth > 0 && m_owner == std::this_thread::get_id();
+    return m_reentrant && m_holdDepth.count(std::this_thread::get_id()) != 0;
+}
+
+int Semaphore::available() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_count;
 }
 
 CriticalSection::CriticalSection(Semaphore& semaphore) : m_semaphore(semaphore) { m_semaphore.wait(-1); }

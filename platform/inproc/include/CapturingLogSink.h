@@ -2,6 +2,7 @@
 // Captures log lines for inspection while it exists; restores the default sink and the
 // previous threshold when destroyed. Thread-safe.
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -27,7 +28,12 @@ public:
     void clear();
 
 private:
-    mutable std::mutex m_mutex;
-    std::vector<LogRecord> m_records;
+    // Shared with the installed sink, so that a line still being written by another thread
+    // while this object is destroyed lands in memory that is still alive.
+    struct Captured {
+        std::mutex mutex;
+        std::vector<LogRecord> records;
+    };
+    std::shared_ptr<Captured> m_captured;
     int m_previousThreshold;
 };

@@ -41,8 +41,9 @@ public:
     // Moves the clock forward, delivering every expiry that falls due, in expiry order
     // (timers due at the same moment in the order they were started).
     void advance(long long milliseconds);
-    // Delivers an expiry for `timerId` now, whether or not it is due (models a late,
-    // stale expiry already on its way).
+    // Delivers an expiry for `timerId` now, whether or not it is due or still exists (models
+    // a late, stale expiry already on its way). A deleted timer's expiry still reaches the
+    // owner it was created for; an id never created reaches no one.
     void deliverExpiry(int timerId);
 
     bool timerExists(int timerId) const;
@@ -67,6 +68,7 @@ private:
     std::map<std::pair<std::string, std::string>, Executable*> m_proxies;
     std::map<Executable*, std::string> m_channels;
     std::map<int, Timer> m_timers;
+    std::map<int, Executable*> m_formerOwners;  // owners of deleted timers, for stale expiries
     std::vector<std::string> m_operations;
     int m_nextTimerId = 1;
     long long m_now = 0;

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 
-CapturingLogSink::CapturingLogSink(int threshold) : m_previousThreshold(platformlog::threshold())
+CapturingLogSink::CapturingLogSink(int threshold)
+    : m_captured(std::make_shared<Captured>()), m_previousThreshold(platformlog::threshold())
 {
     platformlog::setThreshold(threshold);
-    platformlog::setSink([this](const LogRecord& record) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_records.push_back(record);
+    platformlog::setSink([captured = m_captured](const LogRecord& record) {
+        std::lock_guard<std::mutex> lock(captured->mutex);
+        captured->records.push_back(record);
     });
 }
 
@@ -19,23 +20,21 @@ CapturingLogSink::~CapturingLogSink()
 
 std::vector<LogRecord> CapturingLogSink::records() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_records;
+    std::lock_guard<std::mutex> lock(m_captured->mutex);
+    return m_captured->records;
 }
 
 std::vector<std::string> CapturingLogSink::texts() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
     std::vector<std::string> result;
-    for (const auto& record : m_records) result.push_back(record.text);
+    for (const auto& record : records()) result.push_back(record.text);
     return result;
 }
 
 std::vector<std::string> CapturingLogSink::texts(int level) const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
     std::vector<std::string> result;
-    for (const auto& record : m_records) {
+    for (const auto& record : records()) {
         if (record.level == level) result.push_back(record.text);
     }
     return result;
@@ -45,20 +44,20 @@ bool CapturingLogSink::contains(const std::string& text) const { return count(te
 
 bool CapturingLogSink::contains(const std::string& text, int level) const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return std::any_of(m_records.begin(), m_records.end(),
+    const auto all = records();
+    return std::any_of(all.begin(), all.end(),
                        [&](const LogRecord& record) { return record.text == text && record.level == level; });
 }
 
 int CapturingLogSink::count(const std::string& text) const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return static_cast<int>(std::count_if(m_records.begin(), m_records.end(),
-                                          [&](const LogRecord& record) { return record.text == text; }));
+    const auto all = records();
+    return static_cast<int>(
+        std::count_if(all.begin(), all.end(), [&](const LogRecord& record) { return record.text == text; }));
 }
 
 void CapturingLogSink::clear()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_records.clear();
+    std::lock_guard<std::mutex> lock(m_captured->mutex);
+    m_captured->records.clear();
 }

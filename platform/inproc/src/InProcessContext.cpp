@@ -99,7 +99,10 @@ void InProcessContext::deleteTimer(int timerId)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     record("delete " + std::to_string(timerId));
-    m_timers.erase(timerId);
+    const auto it = m_timers.find(timerId);
+    if (it == m_timers.end()) return;
+    m_formerOwners[timerId] = it->second.owner;
+    m_timers.erase(it);
 }
 
 void InProcessContext::setTimerCreationFails(bool fails)
@@ -167,6 +170,9 @@ void InProcessContext::deliverExpiry(int timerId)
         if (it != m_timers.end()) {
             it->second.running = false;
             owner = it->second.owner;
+        } else {
+            const auto former = m_formerOwners.find(timerId);
+            if (former != m_formerOwners.end()) owner = former->second;
         }
     }
     if (owner != nullptr) owner->timerEvent(timerId);

@@ -1,0 +1,194 @@
+// The service object itself: construction, init, peer look-up and destruction.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "DialPlan.h"
+#include "DigitAnalysisServicePlugin.h"
+#include "HardwareVersion.h"
+#include "ServiceHarness.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class ServiceFrame : public ::testing::Test {
+protected:
+    CapturingLogSink log;
+    ServiceHarness harness;
+
+    std::vector<std::string> timerCreations() const
+    {
+        std::vector<std::string> creations;
+        for (const auto& operation : harness.context.timerOperations()) {
+            if (operation.rfind("create", 0) == 0) creations.push_back(operation);
+        }
+        return creations;
+    }
+};
+
+TEST_F(ServiceFrame, ConstructionLogsAndBecomesTheInstance)
+{
+    auto& service = harness.create();
+    EXPECT_TRUE(log.contains("DigitAnalysisService()", 5));
+    EXPECT_EQ(DigitAnalysisService::theInstance, &service);
+    harness.destroy();
+    EXPECT_EQ(DigitAnalysisService::theInstance, nullptr);
+    EXPECT_TRUE(log.contains("~DigitAnalysisService()", 5));
+}
+
+TEST_F(ServiceFrame, ConstructionSetsTheTimerDurationsAndNoTimers)
+{
+    auto& service = harness.create();
+    EXPECT_EQ(service.initialDigitTimer().duration, 30000);
+    EXPECT_EQ(service.autoDialTimer().duration, 6000);
+    EXPECT_EQ(service.partyDetailsTimer().duration, 250);
+    EXPECT_EQ(service.extendedInitialDigitTimer().duration, 120000);
+    EXPECT_EQ(service.dialPlanTimer().duration, 6000);
+    for (const TimerDetails* timer : {&service.initialDigitTimer(), &service.autoDialTimer(),
+                                      &service.partyDetailsTimer(), &service.extendedInitialDigitTimer(),
+                                      &service.dialPlanTimer()}) {
+        EXPECT_EQ(timer->timerID, -1);
+        EXPECT_FALSE(timer->timerRunning);
+        EXPECT_FALSE(timer->updatePending);
+    }
+    EXPECT_EQ(service.getSoftwareType(), 0);
+    EXPECT_EQ(service.getDialPlan(), nullptr);
+    EXPECT_EQ(log.count("initTimerDetails"), 5);
+}
+
+TEST_F(ServiceFrame, DestroyingAServiceThatWasNeverInitialisedDeletesNoTimers)
+{
+    harness.create();
+    harness.destroy();
+    EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
+}
+
+TEST_F(ServiceFrame, InitLogsAndReadsEverythingInOrder)
+{
+    harness.start();
+    const auto texts = log.texts();
+    const auto position = [&texts](const std::string& text) {
+        return std::find(texts.begin(), texts.end(), text) - texts.begin();
+    };
+    ASSERT_LT(position("init"), static_cast<long>(texts.size()));
+    EXPECT_LT(position("init"), position("findKDRB"));
+    EXPECT_LT(position("findKDRB"), position("init software-type = 0 "));
+    EXPECT_LT(position("init software-type = 0 "), position("loadData"));
+    EXPECT_LT(position("loadData"), position("+++ DigitAnalysisService::extractData"));
+    EXPECT_LT(position("extractInterDigitTimerData"), position("extractServerType"));
+    EXPECT_LT(position("extractServerType"), position("findTeamService"));
+}
+
+TEST_F(ServiceFrame, SoftwareTypeValues)
+{
+    const std::pair<std::string, int> cases[] = {
+        {"Valtrek SIP", 1}, {"Valtrek NRX", 2}, {"Valtrek TDM", 3}, {"Valtrek sip", 0}, {"", 0}, {"Valtrek SIP ", 0}};
+    for (const auto& [value, expected] : cases) {
+        ServiceHarness local;
+        local.store.setItem("software-type", value);
+        log.clear();
+        EXPECT_EQ(local.start().getSoftwareType(), expected) << value;
+        EXPECT_TRUE(log.contains("init software-type = " + std::to_string(expected) + " ", 5)) << value;
+    }
+}
+
+TEST_F(ServiceFrame, UnknownSoftwareTypeLeavesZero)
+{
+    harness.store.setItem("software-type", "Valtrek XYZ");
+    EXPECT_EQ(harness.start().getSoftwareType(), 0);
+    EXPECT_TRUE(log.contains("init software-type = 0 ", 5));
+}
+
+TEST_F(ServiceFrame, MissingSoftwareTypeLeavesZero)
+{
+    EXPECT_EQ(harness.start().getSoftwareType(), 0);
+    EXPECT_TRUE(log.contains("init software-type = 0 ", 5));
+}
+
+TEST_F(ServiceFrame, FindsItsPeersByInterfaceName)
+{
+    auto& service = harness.start();
+    EXPECT_EQ(service.localMgmt(), &harness.store);
+    EXPECT_EQ(service.dataAccessService(), &harness.das);
+    EXPECT_EQ(service.teamService(), &harness.team);
+    // The media control service is looked up only when dial tone is first needed.
+    EXPECT_EQ(service.mediaControlService(), nullptr);
+    EXPECT_TRUE(service.findMCS());
+    EXPECT_EQ(service.mediaControlService(), &harness.media);
+    EXPECT_TRUE(log.contains("findMCS", 5));
+    EXPECT_TRUE(log.contains("findTeamService", 5));
+}
+
+TEST_F(ServiceFrame, APeerOfTheWrongTypeIsStoredAsNull)
+{
+    harness.context.registerExecutable("TeamServiceIfc", &harness.media);
+    harness.context.registerExecutable("DataAccessServiceIfc", &harness.team);
+    auto& service = harness.start();
+    EXPECT_EQ(service.teamService(), nullptr);
+    EXPECT_EQ(service.dataAccessService(), nullptr);
+    EXPECT_TRUE(log.contains("Cannot find DataAccessServiceIfc", 2));
+    EXPECT_FALSE(service.findTeamService());
+}
+
+TEST_F(ServiceFrame, MissingDataAccessServiceIsLoggedAndThePlanIsEmpty)
+{
+    harness.context.unregisterExecutable("DataAccessServiceIfc");
+    auto& service = harness.start();
+    EXPECT_TRUE(log.contains("Cannot find DataAccessServiceIfc", 2));
+    ASSERT_NE(service.getDialPlan(), nullptr);
+    EXPECT_EQ(service.getDialPlan()->getNumberOfEntries(), 0);
+    EXPECT_TRUE(log.contains("no dial plan in database", 5));
+}
+
+TEST_F(ServiceFrame, UnreadableDialPlanOverviewLeavesAnEmptyPlan)
+{
+    harness.das.setReadResponse("DialPlanOverview", "<nothing/>");
+    auto& service = harness.start();
+    ASSERT_NE(service.getDialPlan(), nullptr);
+    EXPECT_EQ(service.getDialPlan()->getNumberOfEntries(), 0);
+    EXPECT_FALSE(service.getDialPlan()->getEnabled());
+    EXPECT_TRUE(log.contains("no dial plan in database", 5));
+}
+
+TEST_F(ServiceFrame, ManagementRootIsRegisteredLastWithoutAStoreNone)
+{
+    harness.start();
+    const auto registrations = harness.store.registrations();
+    ASSERT_FALSE(registrations.empty());
+    EXPECT_EQ(registrations.back(), "DigitAnalysisMgmtId");
+    EXPECT_EQ(harness.store.agentFor("DigitAnalysisMgmtId"), static_cast<MgmtAgentIfc*>(&harness.service()));
+}
+
+TEST_F(ServiceFrame, WithoutAConfigurationStoreInitStillCompletes)
+{
+    ServiceHarness bare(false);
+    log.clear();
+    auto& service = bare.start();
+    EXPECT_EQ(service.localMgmt(), nullptr);
+    EXPECT_EQ(service.getSoftwareType(), 0);
+    EXPECT_TRUE(log.contains("loadData", 5));
+    EXPECT_TRUE(log.contains("extractIntitialDigitTimerData", 5));
+    EXPECT_TRUE(log.contains("extractInterDigitTimerData", 5));
+    EXPECT_FALSE(log.contains("extractPhoneLockActiveData"));
+    EXPECT_FALSE(service.isCanonicalDataValid());
+}
+
+TEST_F(ServiceFrame, RunAndShutdownDoNothing)
+{
+    auto& service = harness.start();
+    harness.context.clearTimerOperations();
+    service.run();
+    service.shutdown();
+    EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
+}
+
+TEST_F(ServiceFrame, FactoryCreatesTheServiceAsItsExecutable)
+{
+    std::unique_ptr<Executable> created(createDigitAnalysisService());
+    EXPECT_NE(dynamic_cast<DigitAnalysisService*>(created.get()), nullptr);
+    EXPECT_EQ(DigitAnalysisService::theInstance, dynamic_cast<DigitAnalysisService*>(created.get()));
+}
+
+}  // namespace
