@@ -1,6 +1,7 @@
 #include "JsonText.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace {
 
@@ -129,6 +130,28 @@ std::string shortReason(const std::string& what)
     return colon == std::string::npos ? what : what.substr(colon + 2);
 }
 
+// The parser names the last character of the token it did not expect; the token's first
+// character is where a reader looks.
+std::size_t tokenStart(const std::string& text, std::size_t offset)
+{
+    if (offset >= text.size()) return offset;
+    if (text[offset] == '"') {
+        std::size_t start = offset;
+        while (start > 0) {
+            --start;
+            if (text[start] != '"') continue;
+            std::size_t backslashes = 0;
+            while (start > backslashes && text[start - 1 - backslashes] == '\\') ++backslashes;
+            if (backslashes % 2 == 0) return start;
+        }
+        return offset;
+    }
+    const auto partOfLiteral = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '+' || c == '.'; };
+    std::size_t start = offset;
+    while (start > 0 && partOfLiteral(text[start]) && partOfLiteral(text[start - 1])) --start;
+    return start;
+}
+
 }  // namespace
 
 void lineAndColumn(const std::string& text, std::size_t offset, int& line, int& column)
@@ -151,7 +174,7 @@ Json parseJsonText(const std::string& text)
     try {
         return Json::parse(text);
     } catch (const nlohmann::json::parse_error& error) {
-        const std::size_t offset = error.byte > 0 ? error.byte - 1 : 0;
+        const std::size_t offset = tokenStart(text, error.byte > 0 ? error.byte - 1 : 0);
         int line = 0;
         int column = 0;
         lineAndColumn(text, offset, line, column);
