@@ -40,6 +40,8 @@ public:
     std::string getIdentity() const { return m_identity; }
     bool getImmediateDiallingEnabled() const { return m_immediateDiallingEnabled; }
     bool getOnhookDialling() const { return m_onHookDialling; }
+    // The digits of the latest getAction call on an enabled plan.
+    std::string getDialledDigits() const { return m_dialledDigits; }
 
     // Configuration.
     bool validateEntry(int index);
@@ -73,6 +75,21 @@ public:
     void setNumberOfEntries(int count) { m_numberOfEntries = count; }
 
 private:
+    void readImmediateDiallingSwitch();
+    // The number of entries, kept within the capacity of the entry table.
+    int entriesInUse() const;
+    void readConfigurationRow(const ManageableData& data, const std::string& prefix, int rowNumber,
+                              const std::string& digitString);
+    void logEntryData(int rowNumber);
+    void applyConfigurationItem(ManageableData& data, const std::string& name, const std::string& value);
+    void applyIdentity(const std::string& identity);
+    void addEntryItems(ManageableData& data, int index);
+    int getImmediateAction(std::string& digits, unsigned int* timer);
+    int getOnHookAction(std::string& digits);
+    void appendSpecialNumber(const t_dialPlanEntry& entry);
+    void appendEntryLogText(const char* label, const std::string& value);
+    std::string creationDate();
+
     SvcRTEContext* m_context = nullptr;
     std::string m_dialledDigits;
     ManageableData m_managementData;

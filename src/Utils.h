@@ -8,6 +8,7 @@
 
 class DialPlan;
 
+// All operations are static; the class only groups them with the tag name constants.
 class Utils {
 public:
     static const std::string XMLHEADER;
@@ -25,6 +26,8 @@ public:
     static std::string createXMLBegin(const std::string& name);
     static std::string createXMLClose(const std::string& name);
     static std::string createXMLField(const std::string& name, const std::string& text);
+    // Keeps a quoted text from being taken for a flag (a pointer converts to bool).
+    static std::string createXMLField(const std::string& name, const char* text);
     static std::string createXMLField(const std::string& name, bool value);
     static std::string createXMLField(const std::string& name, unsigned int value);
     static std::string createXMLDialPlanEntry(int index, const t_dialPlanEntry& entry);
