@@ -142,7 +142,8 @@ protected:
     std::string planId()
     {
         DasClient client(daemon.socket(), "");
-        for (const auto& item : client.managementGet({"dial-plan-id"}).at("items"))
+        const Json result = client.managementGet({"dial-plan-id"});
+        for (const auto& item : result.at("items"))
             if (item.at(0) == "dial-plan-id/dialPlanId") return item.at(1).get<std::string>();
         return "<none>";
     }
@@ -153,7 +154,10 @@ std::string planJson(const std::string& id, int entries)
     std::string settings;
     for (int i = 1; i <= entries; ++i) {
         if (!settings.empty()) settings += ",";
-        settings += R"({"digit-string": ")" + id + std::to_string(i) + R"(", "action": "S", "timer": "0"})";
+        // Every field is given: a field left out would keep the value of the row before.
+        settings += R"({"digit-string": ")" + id + std::to_string(i) +
+                    R"(", "action": "S", "min-digit-len": "", "max-digit-len": "", "timer": "0", )"
+                    R"("terminating-char": "", "spec-num-indic": "", "comment": "", "terminating-char-sent": "false"})";
     }
     return R"({"dial-plan-id": ")" + id + R"(", "dial-plan-enabled": "true", "dialPlanSettings": [)" + settings + "]}";
 }
