@@ -127,14 +127,18 @@ public:
 
     void listen() { m_client.waitUntilClosed(); }
 
+    // A management message was refused.
+    bool failed = false;
+
 private:
     Settings& m_settings;
     DasClient m_client;
 
-    static bool reportError(const Json& result)
+    bool reportError(const Json& result)
     {
         if (!result.contains("error")) return false;
         print("error " + quoteText(result.at("error").get<std::string>()));
+        failed = true;
         return true;
     }
 };
@@ -171,7 +175,7 @@ int main(int argc, char** argv)
         if (settings.interactive) session.interact();
         if (settings.listen) session.listen();
         if (settings.waitMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(settings.waitMs));
-        return 0;
+        return session.failed ? 1 : 0;
     } catch (const ClientError& error) {
         std::cerr << "dasctl: " << error.what() << std::endl;
         return 1;
