@@ -330,6 +330,19 @@ TEST_F(HostDaemon, TermStopsCleanlyAndRemovesTheSocket)
     EXPECT_FALSE(std::filesystem::exists(daemon.socket()));
 }
 
+TEST_F(HostDaemon, InterruptDestroysTheService)
+{
+    DaemonProcess traced(directory, {"--log", "5"});
+    traced.start();
+    traced.signal(SIGINT);
+    EXPECT_EQ(traced.stop(), 0);
+    std::ifstream file(traced.log());
+    const std::string log((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    EXPECT_TRUE(contains(log, "dasd: SIGINT: shutting down")) << log;
+    EXPECT_TRUE(contains(log, "\"~DigitAnalysisService()\"")) << log;
+    EXPECT_LT(log.find("SIGINT"), log.find("~DigitAnalysisService()"));
+}
+
 namespace {
 // Writes raw bytes to a fresh connection and returns the first frame the daemon sends back.
 Frame firstAnswerTo(const std::string& socketPath, const std::string& bytes)
