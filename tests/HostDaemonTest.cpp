@@ -379,6 +379,42 @@ TEST_F(HostDaemon, ClientMustNameItselfFirst)
     EXPECT_EQ(answer.text, "protocol error: the first frame must be HELLO");
 }
 
+TEST_F(HostDaemon, PipelinedRequestsOfOneClientAreAnsweredInOrder)
+{
+    daemon.start();
+    constexpr std::uint32_t kRequests = 5000;  // more than may wait at once: the reader is held back
+    const int fd = connectUnixSocket(daemon.socket());
+    std::string stream = encodeFrame(Frame{FrameKind::Hello, 0, "pipeline"});
+    for (std::uint32_t id = 1; id <= kRequests; ++id)
+        stream += encodeFrame(Frame{FrameKind::Request, id, "isfacprefixrequest:" + std::to_string(id)});
+    std::thread writer([&] { writeAll(fd, stream); });
+    FrameDecoder decoder;
+    Frame frame;
+    char buffer[65536];
+    std::uint32_t completed = 0;
+    std::uint32_t outOfOrder = 0;
+    std::uint32_t lastReply = 0;
+    while (completed < kRequests) {
+        const ssize_t count = recv(fd, buffer, sizeof buffer, 0);
+        if (count <= 0) break;
+        decoder.feed(buffer, static_cast<std::size_t>(count));
+        while (decoder.next(frame)) {
+            if (frame.kind == FrameKind::Reply) {
+                if (frame.id != lastReply + 1 ||
+                    frame.text != "isfacprefixresponse:" + std::to_string(frame.id) + ",0")
+                    ++outOfOrder;
+                lastReply = frame.id;
+            }
+            if (frame.kind == FrameKind::Complete) ++completed;
+        }
+    }
+    writer.join();
+    close(fd);
+    EXPECT_EQ(completed, kRequests);
+    EXPECT_EQ(lastReply, kRequests);
+    EXPECT_EQ(outOfOrder, 0u);
+}
+
 TEST_F(HostDaemon, ThirtyTwoClientsEachGetEveryReply)
 {
     daemon.start();

@@ -43,6 +43,10 @@ namespace {
 const char* const kEventInterface = "DigitAnalysisServiceEventIfc";
 const std::size_t kMaxClientNames = 1024;
 const std::size_t kMaxClientNameLength = 255;
+// Requests of one connection that may wait for a message thread; beyond that the
+// connection's reader waits, so a client that floods the daemon is slowed, not served
+// out of memory.
+const std::size_t kMaxQueuedRequests = 1024;
 
 std::mutex g_outputMutex;
 
@@ -84,8 +88,10 @@ public:
 
     // The strand: requests of this connection, and whether a message thread has it.
     std::mutex queueMutex;
+    std::condition_variable drained;
     std::deque<Frame> requests;
     bool scheduled = false;
+    bool closing = false;
 
 private:
     int m_fd;
@@ -478,6 +484,11 @@ void Daemon::Impl::reapConnections(bool all)
         }
     }
     for (const auto& connection : done) {
+        {
+            std::lock_guard<std::mutex> lock(connection->queueMutex);
+            connection->closing = true;
+            connection->drained.notify_all();
+        }
         connection->hangUp();
         if (connection->reader.joinable()) connection->reader.join();
     }
@@ -577,7 +588,10 @@ ClientChannel* Daemon::Impl::channelFor(const std::string& name)
 
 void Daemon::Impl::queueRequest(const ConnectionPtr& connection, const Frame& frame)
 {
-    std::lock_guard<std::mutex> lock(connection->queueMutex);
+    std::unique_lock<std::mutex> lock(connection->queueMutex);
+    connection->drained.wait(
+        lock, [&] { return connection->requests.size() < kMaxQueuedRequests || connection->closing; });
+    if (connection->closing) return;
     connection->requests.push_back(frame);
     if (connection->scheduled) return;
     connection->scheduled = true;
@@ -592,6 +606,7 @@ void Daemon::Impl::runNextRequest(const ConnectionPtr& connection)
         std::lock_guard<std::mutex> lock(connection->queueMutex);
         frame = std::move(connection->requests.front());
         connection->requests.pop_front();
+        connection->drained.notify_all();
     }
     SocketResponse response(connection, frame.id);
     m_invoker->handleMessage(m_service.get(), frame.text.data(), static_cast<int>(frame.text.size()), &response);
