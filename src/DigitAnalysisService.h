@@ -240,6 +240,13 @@ private:
     void readLocalCodeLookup();
     std::array<std::string*, 10> canonicalTextMembers();
 
+    // Steps of the number conversions.
+    class CanonicalConversion;
+    bool dialOwnNetworkForm(const std::string& number, std::string& output);
+    void dialOutsideNetworkForm(const std::string& number, std::string& output);
+    bool ringCentralRefuses(const std::string& number, std::string& working);
+    void completeRingCentralNumber(std::string& working);
+
     bool isSoftwareType2Or3() const { return m_softwareType == 2 || m_softwareType == 3; }
     bool isVariant3Or4() const { return m_hwSubPlatformVariant == 3 || m_hwSubPlatformVariant == 4; }
 };
