@@ -8,12 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "BenchLogging.h"
 #include "CapturingLogSink.h"
-#include "CountingAllocator.h"
 #include "DialPlan.h"
 #include "DialPlans.h"
 #include "ScratchLogFile.h"
+#include "TimedLoop.h"
 
 namespace {
 
@@ -40,25 +39,16 @@ int entriesExamined(DialPlan& plan, const std::string& digits)
     return capture.count("DialPlan::matchEntry");
 }
 
-// Times getAction on each of `diallings` in turn; reports the allocations per call.
+// Times getAction on each of `diallings` in turn.
 void runGetAction(benchmark::State& state, DialPlan& plan, const std::vector<std::string>& diallings)
 {
-    benchlog::use(static_cast<int>(state.range(0)));
     std::string work;
     work.reserve(64);
     unsigned int timer = 0;
-    std::size_t next = 0;
-    const auto before = heapcount::now();
-    for (auto _ : state) {
-        work.assign(diallings[next]);  // getAction may take a terminator off the digits
+    timedLoop(state, diallings, [&](const std::string& digits) {
+        work.assign(digits);  // getAction may take a terminator off the digits
         benchmark::DoNotOptimize(plan.getAction(&work, &timer));
-        if (++next == diallings.size()) next = 0;
-    }
-    const auto after = heapcount::now();
-    state.counters["allocs/call"] = benchmark::Counter(
-        static_cast<double>(after.allocations - before.allocations), benchmark::Counter::kAvgIterations);
-    state.SetLabel(benchlog::label(static_cast<int>(state.range(0))));
-    benchlog::use(benchlog::kOff);
+    });
 }
 
 void BM_GetAction_BestCase(benchmark::State& state)
