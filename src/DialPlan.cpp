@@ -140,6 +140,15 @@ bool patternAgrees(const std::string& pattern, const std::string& dialled)
     return true;
 }
 
+// With trace logging off, an entry whose pattern disagrees with the digits is passed over
+// without matchEntry: its result would be "no match" and its lines would not be written.
+// Most entries of a plan disagree with most numbers, so this keeps the scan after each
+// digit to one comparison per entry.
+bool passesOverSilently(bool tracing, const t_dialPlanEntry& entry, const std::string& digits)
+{
+    return !tracing && !patternAgrees(entry.digitString, digits);
+}
+
 void setTimerOutput(unsigned int* timer, const t_dialPlanEntry& entry)
 {
     if (timer != nullptr) *timer = entry.timer;
@@ -686,12 +695,14 @@ int DialPlan::getAction(std::string* digits, unsigned int* timer)
 int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 {
     const int count = entriesInUse();
+    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_NONE;
         }
+        if (passesOverSilently(tracing, entry, digits)) continue;
         DAS_TRACE("valid entry found at index %d", index);
         switch (matchEntry(&digits, static_cast<unsigned int>(index))) {
         case kMatchPossible:
@@ -714,12 +725,14 @@ int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 int DialPlan::getOnHookAction(std::string& digits)
 {
     const int count = entriesInUse();
+    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_UNDEFINED;
         }
+        if (passesOverSilently(tracing, entry, digits)) continue;
         DAS_TRACE("valid entry found at index %d", index);
         const auto entryIndex = static_cast<unsigned int>(index);
         if (matchEntry(&digits, entryIndex) == kFullMatch) return onHookFullMatchAction(entry, digits);
