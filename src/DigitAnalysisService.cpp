@@ -456,6 +456,18 @@ std::map<std::string, std::string> DigitAnalysisService::canonicalSettings() con
 // Dialling timers
 // ---------------------------------------------------------------------------------------
 
+namespace {
+
+// One line with the whole record, in the form every timer operation logs it.
+void logTimerDetails(const char* operation, const TimerDetails* details)
+{
+    DAS_TRACE("%s details = %p (duration = %d,  timerID = %d, timerRunning = %d, updatePending = %d)\n", operation,
+              static_cast<const void*>(details), details->duration, details->timerID,
+              static_cast<int>(details->timerRunning), static_cast<int>(details->updatePending));
+}
+
+}  // namespace
+
 void DigitAnalysisService::initTimerDetails(TimerDetails* details, int duration)
 {
     DAS_TRACE("initTimerDetails");
@@ -467,122 +479,718 @@ void DigitAnalysisService::initTimerDetails(TimerDetails* details, int duration)
 
 bool DigitAnalysisService::makeTimer(TimerDetails* details)
 {
-    (void)details;
-    return false;
+    logTimerDetails("makeTimer", details);
+    if (details->timerRunning) {
+        // A running countdown is left alone; the next endTimer re-creates it.
+        details->updatePending = true;
+        return true;
+    }
+    const int newId = m_context != nullptr ? m_context->createTimer(this, details->duration) : Context::kNoTimer;
+    if (newId == Context::kNoTimer) {
+        details->updatePending = true;  // retried at the next stop
+        return false;
+    }
+    if (details->timerID != Context::kNoTimer) {
+        m_context->deleteTimer(details->timerID);
+        // An expiry of the old timer may still be on its way: remember whose it was.
+        m_replacedTimerIds[details] = details->timerID;
+    }
+    details->timerID = newId;
+    details->updatePending = false;
+    return true;
 }
 
-void DigitAnalysisService::beginTimer(TimerDetails* details) { (void)details; }
+void DigitAnalysisService::beginTimer(TimerDetails* details)
+{
+    logTimerDetails("beginTimer", details);
+    // Held throughout, not only around the reset: resetAutoDialTimer reaches here without
+    // the lock, and the record must not be touched unguarded.
+    CriticalSection lock(m_serviceLock);
+    // The Auto Dial record decides between reset and re-creation whichever record is begun.
+    if (!m_autoDialTimer.updatePending) {
+        if (details->timerID != Context::kNoTimer) m_context->resetTimer(details->timerID);
+    } else {
+        endTimer(details);
+    }
+    if (details->timerID == Context::kNoTimer || details->timerRunning) return;
+    m_context->startTimer(details->timerID);
+    details->timerRunning = true;
+}
 
-void DigitAnalysisService::endTimer(TimerDetails* details) { (void)details; }
+void DigitAnalysisService::endTimer(TimerDetails* details)
+{
+    logTimerDetails("+ DigitAnalysisService::endTimer", details);
+    if (details->timerRunning) m_context->stopTimer(details->timerID);
+    details->timerRunning = false;
+    if (details->updatePending) makeTimer(details);
+}
 
 bool DigitAnalysisService::actionTimeout(TimerDetails* details, int timerId)
 {
-    (void)details;
-    (void)timerId;
+    logTimerDetails("actionTimeout", details);
+    if (timerId == details->timerID) {
+        if (!details->timerRunning) return false;
+        endTimer(details);
+        return true;
+    }
+    DAS_TRACE("actionTimeout - timeout from a timer that has been updated!\n");
     return false;
 }
 
-void DigitAnalysisService::timerEvent(int timerId) { (void)timerId; }
+TimerDetails* DigitAnalysisService::timerOwning(int timerId)
+{
+    TimerDetails* const inDispatchOrder[] = {&m_autoDialTimer, &m_initialDigitTimer, &m_extendedInitialDigitTimer,
+                                             &m_dialPlanTimer, &m_partyDetailsTimer};
+    if (timerId == Context::kNoTimer) return nullptr;
+    for (TimerDetails* details : inDispatchOrder) {
+        if (details->timerID == timerId) return details;
+    }
+    // A timer that was re-created: its late expiry still belongs to the record, which
+    // ignores it as stale.
+    for (TimerDetails* details : inDispatchOrder) {
+        const auto replaced = m_replacedTimerIds.find(details);
+        if (replaced != m_replacedTimerIds.end() && replaced->second == timerId) return details;
+    }
+    return nullptr;
+}
 
-void DigitAnalysisService::actOnInitialDigitTimeout(bool actioned) { (void)actioned; }
+void DigitAnalysisService::timerEvent(int timerId)
+{
+    DAS_TRACE("timerEvent(timerId = %d)", timerId);
+    CriticalSection lock(m_serviceLock);
+    TimerDetails* const details = timerOwning(timerId);
+    if (details == &m_autoDialTimer) {
+        autoDialTimeout(timerId);
+    } else if (details == &m_initialDigitTimer) {
+        DAS_TRACE("timerEvent(timerId): Initial Digit Time Out Event");
+        actOnInitialDigitTimeout(actionTimeout(&m_initialDigitTimer, timerId));
+    } else if (details == &m_extendedInitialDigitTimer) {
+        DAS_TRACE("timerEvent(timerId): Extended Initial Digit Time Out Event");
+        actOnInitialDigitTimeout(actionTimeout(&m_extendedInitialDigitTimer, timerId));
+    } else if (details == &m_dialPlanTimer) {
+        dialPlanTimeout(timerId);
+    } else if (details == &m_partyDetailsTimer) {
+        DAS_TRACE("timerEvent(timerId): Party Details Time Out Event");
+        if (actionTimeout(&m_partyDetailsTimer, timerId)) {
+            CallPartyIdentifier noParty;
+            dialPartyDetailsResponse(noParty, false, false);
+        } else {
+            DAS_TRACE("timerEvent(timerId): Ignoring Party Details Time Out Event");
+        }
+    } else {
+        DAS_LOG(kLogError, "timerEvent(timerId): Invalid timer event.");
+    }
+}
 
-void DigitAnalysisService::resetAutoDialTimer() {}
+void DigitAnalysisService::autoDialTimeout(int timerId)
+{
+    if (!actionTimeout(&m_autoDialTimer, timerId)) {
+        DAS_TRACE("timerEvent(timerId): Ignoring Auto Dial (inter digit) Time Out Event");
+        return;
+    }
+    DAS_TRACE("timerEvent(timerId): Auto Dial (inter digit) Time Out Event");
+    InterDigitTimeOutEvent event;
+    event.setDialString(m_latestDialledDigits);
+    if (m_dialler == nullptr) {
+        DAS_LOG(kLogError, "No Dialler to receive Auto Dial (inter digit) Time Out Event");
+        return;
+    }
+    if (m_phoneLockActive) {
+        // A locked phone lets only the emergency number and lock-bypass numbers through.
+        std::string latest = m_latestDialledDigits;
+        if (latest != m_emergencyE164 && !isLockBypass(latest)) return;
+    }
+    DAS_TRACE("m_dialler->handleInitialDigitTimeout %d %s", static_cast<int>(m_phoneLockActive),
+              m_latestDialledDigits.c_str());
+    // These phones dial through their own signalling: "0" only tells it to go ahead.
+    if (m_softwareType == 2 && isVariant3Or4()) event.setDialString("0");
+    m_dialler->handleInterDigitTimeout(&event);
+}
+
+void DigitAnalysisService::dialPlanTimeout(int timerId)
+{
+    if (!actionTimeout(&m_dialPlanTimer, timerId)) {
+        DAS_TRACE("timerEvent(timerId): Ignoring Dial Plan Time Out Event");
+        return;
+    }
+    DAS_TRACE("timerEvent(timerId): Dial Plan Time Out Event");
+    InterDigitTimeOutEvent event;
+    event.setDialString(m_latestDialledDigits);
+    if (m_dialler == nullptr) {
+        DAS_LOG(kLogError, "No Dialler to receive Dial Plan Time Out Event");
+        return;
+    }
+    if (m_phoneLockActive && m_latestDialledDigits != m_emergencyE164 && !m_lockBypassMatch) return;
+    m_dialler->handleInterDigitTimeout(&event);
+}
+
+void DigitAnalysisService::actOnInitialDigitTimeout(bool actioned)
+{
+    if (!actioned) {
+        DAS_TRACE("timerEvent(timerId): Ignoring Initial Digit Time Out Event");
+        return;
+    }
+    CriticalSection lock(m_serviceLock);
+    if (m_dialler != nullptr) {
+        m_dialler->handleInitialDigitTimeout(m_latestDialledDigits);
+    } else {
+        DAS_LOG(kLogError, "No Dialler to receive Initial Digit Time Out Event");
+    }
+}
+
+void DigitAnalysisService::resetAutoDialTimer()
+{
+    if (isVariant3Or4()) beginTimer(&m_autoDialTimer);
+}
 
 // ---------------------------------------------------------------------------------------
 // Dialling session
 // ---------------------------------------------------------------------------------------
 
+namespace {
+
+const char* trueOrFalse(bool flag) { return flag ? "true" : "false"; }
+
+const void* asPointer(const DigitAnalysisServiceEventIfc* observer) { return static_cast<const void*>(observer); }
+
+}  // namespace
+
 void DigitAnalysisService::startDialling(const std::string& line, DigitAnalysisServiceEventIfc* pEventObserver,
                                          bool isFollowOnCall)
 {
-    (void)line;
     (void)pEventObserver;
-    (void)isFollowOnCall;
+    DAS_TRACE("startDialling(pEventObserver)");
+    {
+        CriticalSection lock(m_serviceLock);
+        m_dialTonePendingAfterStart = true;
+    }
+    startDialling(line, isFollowOnCall);
+    CriticalSection lock(m_serviceLock);
+    // A hot or warm call placed during the start has stopped the tone and cleared the flag.
+    if (m_softwareType == 1 && m_dialler != nullptr && m_dialTonePendingAfterStart) playDialTone();
+    m_dialTonePendingAfterStart = false;
 }
 
 void DigitAnalysisService::startDialling(const std::string& line, bool isFollowOnCall)
 {
-    (void)line;
-    (void)isFollowOnCall;
+    DAS_TRACE("startDialling %s", line.c_str());
+    CriticalSection lock(m_serviceLock);
+    if (m_dialPlan != nullptr) m_dialPlan->setOnhookDialling(m_onHookDialling);
+    if (m_callContextProvider != nullptr) DAS_TRACE("Call Context Provider: %p", asPointer(m_callContextProvider));
+    if (m_dialler == nullptr) DAS_LOG(kLogError, "No CallView dialler has been set yet!");
+    m_latestDialledDigits.clear();
+
+    if (isSoftwareType2Or3()) {
+        DigitAnalysisServiceEventIfc* listener = m_callContextProvider != nullptr ? m_callContextProvider : m_dialler;
+        if (listener != nullptr) listener->handleDialingStarted(line);
+        if (isVariant3Or4()) beginTimer(&m_autoDialTimer);
+        return;
+    }
+
+    m_startDigits = line;
+    CallPartyIdentifier noParty;
+    if (m_callContextProvider != nullptr) {
+        DAS_TRACE("startDialling - Call context provide exists, get Dial party details");
+        beginTimer(&m_partyDetailsTimer);
+        m_callContextProvider->getDialPartyDetails(noParty);
+    } else {
+        DAS_TRACE("startDialling - Call context provider not exist, continue with no Dial party details");
+        dialPartyDetailsResponse(noParty, false, isFollowOnCall);
+    }
 }
 
 void DigitAnalysisService::startOnHookDialling(DigitAnalysisServiceEventIfc* pEventObserver)
 {
     (void)pEventObserver;
+    startOnHookDialling();
 }
 
-void DigitAnalysisService::startOnHookDialling() {}
+void DigitAnalysisService::startOnHookDialling()
+{
+    DAS_TRACE("startOnHookDialling()");
+    {
+        CriticalSection lock(m_serviceLock);
+        m_onHookDialling = true;
+    }
+    startDialling("", false);
+    CriticalSection lock(m_serviceLock);
+    m_onHookDialling = false;
+}
 
-void DigitAnalysisService::startBlindTransferDialling() {}
+void DigitAnalysisService::startBlindTransferDialling()
+{
+    DAS_TRACE("startBlindTransferDialling()");
+    {
+        CriticalSection lock(m_serviceLock);
+        m_blindTransferDialling = true;
+    }
+    startOnHookDialling();
+}
 
 void DigitAnalysisService::dialPartyDetailsResponse(CallPartyIdentifier& identifier, bool dialPartyDetailsValid,
                                                     bool isFollowOnCall)
 {
-    (void)identifier;
-    (void)dialPartyDetailsValid;
-    (void)isFollowOnCall;
+    DAS_TRACE("dialPartyDetailsResponse, dialPartyDetailsValid: %d, isFollowOnCall: %d",
+              static_cast<int>(dialPartyDetailsValid), static_cast<int>(isFollowOnCall));
+    CriticalSection lock(m_serviceLock);
+    endTimer(&m_partyDetailsTimer);
+    if (m_dialler == nullptr || m_teamService == nullptr) return;
+
+    if (dialPartyDetailsValid) {
+        std::string party;
+        identifier.serialize(party);
+        DAS_TRACE("dialPartyDetailsResponse: %s", party.c_str());
+        m_dialler->handleDialingStarted(m_startDigits, identifier);
+    } else if (m_startDigits.empty()) {
+        m_dialler->handleDialingStarted(m_startDigits);
+    } else {
+        if (placeHotOrWarmCall(identifier, isFollowOnCall)) return;
+        m_dialler->handleDialingStarted(m_startDigits);
+    }
+    m_startDigits.clear();
+    beginTimer(&m_initialDigitTimer);
+}
+
+namespace {
+
+// Which call, if any, a start of dialling turns into.
+enum class HotWarmCall { None, HotPhone, WarmPhone, HotLine, WarmLine };
+
+// The phone-level setting counts only with digits to dial.
+enum class PhoneSetting { None, Hot, Warm };
+
+PhoneSetting phoneSetting(int hotWarmPhoneType, const std::string& hotWarmPhoneDigits)
+{
+    if (hotWarmPhoneDigits.empty()) return PhoneSetting::None;
+    if (hotWarmPhoneType == 1) return PhoneSetting::Hot;
+    if (hotWarmPhoneType == 2) return PhoneSetting::Warm;
+    return PhoneSetting::None;
+}
+
+// Line types: 1 and 3 hot line, 2 and 4 warm line (3 and 4 over the phone setting),
+// 5 suppresses the phone setting. A follow-on call never becomes a hot phone call.
+HotWarmCall decideHotWarmCall(int lineType, bool hasDestination, PhoneSetting phone, bool isFollowOnCall)
+{
+    const bool hotPhoneApplies = phone == PhoneSetting::Hot && !isFollowOnCall;
+    if (lineType == 0) {
+        if (hotPhoneApplies) return HotWarmCall::HotPhone;
+        if (phone == PhoneSetting::Warm) return HotWarmCall::WarmPhone;
+        return HotWarmCall::None;
+    }
+    if (!hasDestination) {
+        if (hotPhoneApplies && lineType != 5) return HotWarmCall::HotPhone;
+        if (phone == PhoneSetting::Warm && lineType != 5) return HotWarmCall::WarmPhone;
+        return HotWarmCall::None;
+    }
+    if (lineType == 3) return HotWarmCall::HotLine;
+    if (lineType == 4) return HotWarmCall::WarmLine;
+    if (phone == PhoneSetting::Hot) {
+        if (lineType != 5 && !isFollowOnCall) return HotWarmCall::HotPhone;
+        if (lineType == 1) return HotWarmCall::HotLine;
+        if (lineType == 2) return HotWarmCall::WarmLine;
+        return HotWarmCall::None;
+    }
+    if (phone == PhoneSetting::Warm) return lineType != 5 ? HotWarmCall::WarmPhone : HotWarmCall::None;
+    if (lineType == 1) return HotWarmCall::HotLine;
+    if (lineType == 2) return HotWarmCall::WarmLine;
+    return HotWarmCall::None;
+}
+
+constexpr const char* kNoDestination = "??";
+
+}  // namespace
+
+bool DigitAnalysisService::placeHotOrWarmCall(const CallPartyIdentifier& identifier, bool isFollowOnCall)
+{
+    const std::string line = m_startDigits;
+    const int lineType = m_teamService->getHotWarmLineType(line);
+    std::string destination = kNoDestination;
+    if (lineType != 0) {
+        destination = m_teamService->getHotWarmLineDestination(line);
+        if (destination == kNoDestination) DAS_LOG(kLogWarning, "No destination programmed for Hot or Warm Line");
+    }
+    const std::string phoneDigits = m_hotWarmPhoneDigits;
+    switch (decideHotWarmCall(lineType, destination != kNoDestination,
+                              phoneSetting(m_hotWarmPhoneType, m_hotWarmPhoneDigits), isFollowOnCall)) {
+    case HotWarmCall::HotPhone:
+        DAS_TRACE("HOT PHONE call to %s", phoneDigits.c_str());
+        makeHotCall(phoneDigits);
+        return true;
+    case HotWarmCall::WarmPhone:
+        DAS_TRACE("Invoked WARM PHONE call to %s", phoneDigits.c_str());
+        makeWarmCall(phoneDigits, line, identifier);
+        return true;
+    case HotWarmCall::HotLine:
+        DAS_TRACE("HOT LINE %s call to %s", line.c_str(), destination.c_str());
+        makeHotCall(destination);
+        return true;
+    case HotWarmCall::WarmLine:
+        DAS_TRACE("Invoked WARM LINE %s call to %s", line.c_str(), destination.c_str());
+        makeWarmCall(destination, line, identifier);
+        return true;
+    case HotWarmCall::None:
+        break;
+    }
+    return false;
+}
+
+void DigitAnalysisService::clearSession()
+{
+    m_blindTransferDialling = false;
+    m_latestDialledDigits.clear();
+}
+
+void DigitAnalysisService::keepDigits(std::string* digits)
+{
+    m_latestDialledDigits = *digits;
+    digits->clear();
+}
+
+void DigitAnalysisService::discardDigits(std::string* digits)
+{
+    digits->clear();
+    m_latestDialledDigits.clear();
+}
+
+void DigitAnalysisService::updateDialPlanTimer(unsigned int seconds)
+{
+    const int duration = static_cast<int>(seconds * 1000u);
+    if (m_dialPlanTimer.duration == duration) return;
+    m_dialPlanTimer.duration = duration;
+    if (!makeTimer(&m_dialPlanTimer)) DAS_LOG(kLogError, "Could not update the value of the dial plan timer!");
+}
+
+int DigitAnalysisService::dialPlanAction(std::string* digits, unsigned int* timer)
+{
+    return m_dialPlan != nullptr ? m_dialPlan->getAction(digits, timer) : DIAL_PLAN_ACTION_UNDEFINED;
 }
 
 int DigitAnalysisService::dialString(std::string* digits, bool complete, DigitAnalysisServiceEventIfc* pEventObserver)
 {
-    (void)digits;
-    (void)complete;
     (void)pEventObserver;
+    if (digits == nullptr) return eMatchNone;
+    DAS_TRACE("dialString (digits = %s,complete = %s,pEventObserver )", digits->c_str(), trueOrFalse(complete));
+    CriticalSection lock(m_serviceLock);
+    if (m_dialler == nullptr) {
+        DAS_TRACE("dialString (- ERROR - NO Dialler");
+        return eMatchNone;
+    }
+    if (isSoftwareType2Or3()) {
+        if (!complete) return eMatchNone;
+        DAS_TRACE("return value = eMatchFull");
+        return eMatchFull;
+    }
+
+    if (digits->empty()) {
+        if (!m_blindTransferDialling) playDialTone();
+        endTimer(&m_autoDialTimer);
+        endTimer(&m_dialPlanTimer);
+        beginTimer(&m_initialDigitTimer);
+    } else {
+        stopDialTone();
+        endTimer(&m_initialDigitTimer);
+        endTimer(&m_extendedInitialDigitTimer);
+    }
+
+    if (digitsMatchEmergencyNumber(*digits) == eMatchEmergencyNumber) {
+        if (m_phoneLockActive) return eMatchEmergencyNumber;
+        endTimer(&m_autoDialTimer);
+        clearSession();
+        DAS_TRACE("return value = eMatchFull");
+        return eMatchFull;
+    }
+    return m_phoneLockActive ? dialStringLocked(digits, complete) : dialStringUnlocked(digits, complete);
+}
+
+int DigitAnalysisService::dialStringUnlocked(std::string* digits, bool complete)
+{
+    unsigned int timer = 0;
+    if (complete) {
+        dialPlanAction(digits, &timer);  // only for its clean-up of the digits
+        endTimer(&m_autoDialTimer);
+        endTimer(&m_dialPlanTimer);
+        clearSession();
+        DAS_TRACE("return value = eMatchFull");
+        return eMatchFull;
+    }
+    if (digits->empty()) {
+        keepDigits(digits);
+        DAS_TRACE("return value = eMatchNone");
+        return eMatchNone;
+    }
+
+    const int action = dialPlanAction(digits, &timer);
+    switch (action) {
+    case DIAL_PLAN_ACTION_START_TIMER:
+    case DIAL_PLAN_ACTION_START_TIMER_EMERGENCY:
+    case DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS:
+        if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
+        updateDialPlanTimer(timer);
+        beginTimer(&m_dialPlanTimer);
+        keepDigits(digits);
+        DAS_TRACE("return value = eMatchNone");
+        return eMatchNone;
+    default:
+        break;
+    }
+    // A lock-bypass number on an unlocked phone is sent at once only with immediate dialling.
+    const bool send = action == DIAL_PLAN_ACTION_SEND || action == DIAL_PLAN_ACTION_SEND_EMERGENCY ||
+                      (action == DIAL_PLAN_ACTION_SEND_LOCKBYPASS && m_dialPlan->getImmediateDiallingEnabled());
+    if (send) {
+        if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
+        if (m_dialPlanTimer.timerRunning) endTimer(&m_dialPlanTimer);
+        clearSession();
+        DAS_TRACE("return value = eMatchFull");
+        return eMatchFull;
+    }
+    if (m_dialPlanTimer.timerRunning) endTimer(&m_dialPlanTimer);
+    beginTimer(&m_autoDialTimer);
+    keepDigits(digits);
+    DAS_TRACE("return value = eMatchNone");
+    return eMatchNone;
+}
+
+int DigitAnalysisService::dialStringLocked(std::string* digits, bool complete)
+{
+    if (m_dialPlan == nullptr || !m_dialPlan->getEnabled()) {
+        discardDigits(digits);
+        DAS_TRACE("return value = eMatchNone");
+        return eMatchNone;
+    }
+    unsigned int timer = 0;
+    if (!complete) {
+        switch (dialPlanAction(digits, &timer)) {
+        case DIAL_PLAN_ACTION_SEND_EMERGENCY:
+        case DIAL_PLAN_ACTION_SEND_LOCKBYPASS:
+            if (m_dialPlanTimer.timerRunning) endTimer(&m_dialPlanTimer);
+            if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
+            clearSession();
+            DAS_TRACE("return value = eMatchFull");
+            m_lockBypassMatch = true;
+            return eMatchFull;
+        case DIAL_PLAN_ACTION_START_TIMER_EMERGENCY:
+        case DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS:
+            if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
+            updateDialPlanTimer(timer);
+            beginTimer(&m_dialPlanTimer);
+            keepDigits(digits);
+            DAS_TRACE("return value = eMatchNone");
+            m_lockBypassMatch = true;
+            return eMatchNone;
+        default:
+            discardDigits(digits);
+            DAS_TRACE("return value = eMatchNone");
+            m_lockBypassMatch = false;
+            return eMatchNone;
+        }
+    }
+    dialPlanAction(digits, &timer);  // only for its clean-up of the digits
+    endTimer(&m_autoDialTimer);
+    endTimer(&m_dialPlanTimer);
+    if (m_lockBypassMatch) {
+        clearSession();
+        DAS_TRACE("return value = eMatchFull");
+        return eMatchFull;
+    }
+    discardDigits(digits);
+    DAS_TRACE("return value = eMatchNone");
     return eMatchNone;
 }
 
 int DigitAnalysisService::dialString(std::string* digits, bool complete)
 {
-    (void)digits;
-    (void)complete;
-    return eMatchNone;
+    if (digits == nullptr) return eMatchNone;
+    DAS_TRACE("dialString (digits %s,complete %s )", digits->c_str(), trueOrFalse(complete));
+    if (isSoftwareType2Or3()) return complete ? eMatchFull : eMatchNone;
+    CriticalSection lock(m_serviceLock);
+    if (digits->empty() && !m_blindTransferDialling) {
+        playDialTone();
+    } else {
+        stopDialTone();
+    }
+    if (m_phoneLockActive) {
+        if (*digits == m_emergencyE164) return eMatchEmergencyNumber;
+        digits->clear();
+        return eMatchNone;
+    }
+    if (!complete) {
+        keepDigits(digits);
+        return eMatchNone;
+    }
+    return eMatchFull;
 }
 
-void DigitAnalysisService::stopDialling(DigitAnalysisServiceEventIfc* pEventObserver) { (void)pEventObserver; }
+void DigitAnalysisService::stopDialling(DigitAnalysisServiceEventIfc* pEventObserver)
+{
+    if (pEventObserver != nullptr) stopDialling();
+}
 
-void DigitAnalysisService::stopDialling() {}
+void DigitAnalysisService::stopDialling()
+{
+    DAS_TRACE("stopDialling()");
+    if (isSoftwareType2Or3()) {
+        CriticalSection lock(m_serviceLock);
+        if (m_callContextProvider != nullptr) {
+            m_callContextProvider->handleDialingStopped();
+        } else if (m_dialler != nullptr) {
+            DAS_TRACE("stopDialling(): call handleDialingStopped");
+            m_dialler->handleDialingStopped();
+        } else {
+            DAS_LOG(kLogError, "No Dialler to receive dialing stopped event");
+        }
+        if (isVariant3Or4()) endTimer(&m_autoDialTimer);
+        return;
+    }
+    {
+        CriticalSection lock(m_serviceLock);
+        if (m_dialler != nullptr) {
+            m_dialler->handleDialingStopped();
+            endTimer(&m_initialDigitTimer);
+            endTimer(&m_extendedInitialDigitTimer);
+            endTimer(&m_autoDialTimer);
+            DAS_TRACE("stopDialling(): clear latestDigits");
+            m_latestDialledDigits.clear();
+        } else {
+            DAS_LOG(kLogError, "No Dialler to receive dialling stopped event");
+        }
+        m_blindTransferDialling = false;
+    }
+    stopDialTone();
+}
 
-void DigitAnalysisService::suspendDialling() {}
+void DigitAnalysisService::suspendDialling()
+{
+    CriticalSection lock(m_serviceLock);
+    if (!m_initialDigitTimer.timerRunning) return;
+    endTimer(&m_initialDigitTimer);
+    beginTimer(&m_extendedInitialDigitTimer);
+}
 
-void DigitAnalysisService::resumeDialling() {}
+void DigitAnalysisService::resumeDialling()
+{
+    CriticalSection lock(m_serviceLock);
+    if (!m_extendedInitialDigitTimer.timerRunning) return;
+    endTimer(&m_extendedInitialDigitTimer);
+    beginTimer(&m_initialDigitTimer);
+}
 
 bool DigitAnalysisService::setDialler(DigitAnalysisServiceEventIfc* dialler)
 {
-    (void)dialler;
+    DAS_TRACE("setDialler(DigitAnalysisServiceEventIfc*): %p", asPointer(dialler));
+    CriticalSection lock(m_serviceLock);
+    if (m_dialler != nullptr) DAS_TRACE("m_dialler is already set");
+    m_dialler = dialler;
     return true;
 }
 
 bool DigitAnalysisService::setCallContextProvider(DigitAnalysisServiceEventIfc* provider)
 {
-    (void)provider;
+    {
+        CriticalSection lock(m_serviceLock);
+        m_callContextProvider = provider;
+    }
+    DAS_TRACE("setCallContextProvider(%p)", asPointer(provider));
     return true;
 }
 
 bool DigitAnalysisService::clearCallContextProvider(DigitAnalysisServiceEventIfc* provider)
 {
-    (void)provider;
+    DAS_TRACE("clearCallContextProvider(callContextEventObserver): %p", asPointer(provider));
+    CriticalSection lock(m_serviceLock);
+    if (provider == m_callContextProvider) {
+        m_callContextProvider = nullptr;
+        return true;
+    }
+    DAS_TRACE("clearCallContextProvider(callContextEventObserver) : Attempt to clear Call Context Provider (%p) when "
+              "Call Context (%p) is not previous setter!",
+              asPointer(m_callContextProvider), asPointer(provider));
     return false;
 }
 
-void DigitAnalysisService::getLatestDialledDigits(std::string* out) { (void)out; }
+void DigitAnalysisService::getLatestDialledDigits(std::string* out)
+{
+    DAS_TRACE("getLatestDialledDigits");
+    if (out == nullptr) return;
+    CriticalSection lock(m_serviceLock);
+    *out = m_dialler != nullptr ? m_latestDialledDigits : std::string();
+}
 
 // ---------------------------------------------------------------------------------------
 // Hot line, warm line and dial tone
 // ---------------------------------------------------------------------------------------
 
-void DigitAnalysisService::makeHotCall(const std::string& digits) { (void)digits; }
+namespace {
+
+constexpr const char* kDialToneDescription = "<tone><type><basic>dialtone</basic></type></tone>";
+constexpr int kPhoneDefault = -1;  // audio path, volume and duration as the phone chooses
+
+}  // namespace
+
+void DigitAnalysisService::makeHotCall(const std::string& digits)
+{
+    DAS_TRACE("makeHotCall");
+    // Ends the session's timers and tone as for a complete number.
+    std::string toDial = digits;
+    const int match = dialString(&toDial, true, nullptr);
+    InterDigitTimeOutEvent event;
+    event.setDialString(digits);
+    CriticalSection lock(m_serviceLock);
+    // A locked phone places no hot call except to an emergency number.
+    if (m_dialler != nullptr && (match == eMatchEmergencyNumber || !m_phoneLockActive)) {
+        m_dialler->handleInterDigitTimeout(&event);
+    }
+}
 
 void DigitAnalysisService::makeWarmCall(const std::string& digits, const std::string& line,
                                         CallPartyIdentifier identifier)
 {
-    (void)digits;
-    (void)line;
     (void)identifier;
+    DAS_TRACE("makeWarmCall");
+    CriticalSection lock(m_serviceLock);
+    if (!m_phoneLockActive || digitsMatchEmergencyNumber(digits) == eMatchEmergencyNumber) {
+        m_latestDialledDigits = digits;
+    } else {
+        DAS_TRACE("makeWarmCall digitsToDial reset, because phone is locked");
+        m_latestDialledDigits.clear();
+    }
+    // The warm call itself is the Initial Digit expiry, carrying the latest digits.
+    endTimer(&m_autoDialTimer);
+    beginTimer(&m_initialDigitTimer);
+    if (m_dialler != nullptr) m_dialler->handleDialingStarted(line);
 }
 
-void DigitAnalysisService::playDialTone() {}
+// Both tone operations take the service lock before the dial-tone lock. The look-up of the
+// media control service (findMCS) takes the service lock while the dial-tone lock is held;
+// since the caller then already holds the service lock, that only re-enters it and never
+// waits, so no thread can hold the dial-tone lock while waiting for the service lock.
+void DigitAnalysisService::playDialTone()
+{
+    CriticalSection serviceLock(m_serviceLock);
+    CriticalSection toneLock(m_dialToneLock);
+    if (m_dialTonePlaying) return;
+    DAS_TRACE("playDialTone()");
+    if (m_mediaControlService == nullptr) findMCS();
+    if (m_mediaControlService == nullptr) return;
+    m_mediaControlService->playTone(kDialToneDescription, kPhoneDefault, kPhoneDefault, kPhoneDefault);
+    m_dialTonePlaying = true;
+}
 
-void DigitAnalysisService::stopDialTone() {}
+void DigitAnalysisService::stopDialTone()
+{
+    CriticalSection serviceLock(m_serviceLock);
+    CriticalSection toneLock(m_dialToneLock);
+    if (m_dialTonePlaying) {
+        DAS_TRACE("stopDialTone()");
+        if (m_mediaControlService == nullptr) findMCS();
+        if (m_mediaControlService == nullptr) {
+            m_dialTonePendingAfterStart = false;
+            return;
+        }
+        m_mediaControlService->stopTone(kDialToneDescription);
+        m_dialTonePlaying = false;
+    }
+    m_dialTonePendingAfterStart = false;
+}
 
 // ---------------------------------------------------------------------------------------
 // Digit string utilities
