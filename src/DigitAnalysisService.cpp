@@ -2068,16 +2068,179 @@ void DigitAnalysisService::completeRingCentralNumber(std::string& working)
 // Configuration change handling
 // ---------------------------------------------------------------------------------------
 
-void DigitAnalysisService::manageableDataChanged(ManageableData& data) { (void)data; }
+void DigitAnalysisService::manageableDataChanged(ManageableData& data)
+{
+    DAS_TRACE("manageableDataChanged");
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+
+    bool newSettings = false;
+    bool canonical = false;
+    for (const std::string& rootId : rootIds) {
+        if (rootId == das_keys::kNewCanonicalSettings) {
+            newSettings = true;
+            DAS_TRACE("new settings");
+        } else if (rootId == das_keys::kCanonicalDialSettings) {
+            canonical = true;
+            DAS_TRACE("canonical");
+        } else {
+            DAS_TRACE("other %s", rootId.c_str());
+        }
+    }
+
+    // "new-canonical-settings" beside the settings says they are complete: they replace the
+    // held ones and nothing else in the notification is applied.
+    if (newSettings && canonical) {
+        replaceCanonicalSettings(data);
+        return;
+    }
+    for (const std::string& rootId : rootIds) applyChangedItem(data, rootId);
+}
+
+void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification)
+{
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalData.clearAll();
+    }
+    notification.removeRootId(das_keys::kNewCanonicalSettings);
+    const std::string settings = notification.serialize();
+    DAS_TRACE("new canonical dial settings\n %s", settings.c_str());
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalData.deserialize(settings);
+    }
+    // Re-initialising, so that an item the new settings lack does not survive from the old.
+    extractData(true);
+}
+
+void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
+{
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalDataValid = 0;
+    }
+    const std::string changed = notification.serialize();
+    DAS_TRACE("additional canonical dial settings\n %s", changed.c_str());
+    std::string all;
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalData.deserialize(changed);
+        all = m_canonicalData.serialize();
+    }
+    DAS_TRACE("all canonical dial settings\n %s", all.c_str());
+    extractData(false);
+}
+
+void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
+{
+    std::string value;
+    notification.interogate(key, key, value);
+
+    if (key == das_keys::kInitialDigitTimer) {
+        changeTimerDuration(&m_initialDigitTimer, value);
+    } else if (key == das_keys::kEmergencyE164) {
+        CriticalSection lock(m_serviceLock);
+        m_emergencyE164 = value;
+        DAS_TRACE("emergency e164 %s", m_emergencyE164.c_str());
+    } else if (key == das_keys::kPhoneLockActive) {
+        CriticalSection lock(m_serviceLock);
+        m_phoneLockActive = value == "true";
+        DAS_TRACE("phone lock %s", value.c_str());
+    } else if (key == das_keys::kAutoDialTimer) {
+        changeTimerDuration(&m_autoDialTimer, value);
+    } else if (key == das_keys::kCanonicalDialSettings) {
+        mergeCanonicalSettings(notification);
+    } else if (key == das_keys::kHotLineWarmLine) {
+        CriticalSection lock(m_serviceLock);
+        m_hotWarmPhoneType = static_cast<int>(leadingInteger(value));
+        DAS_TRACE("hot warm phone type %d", m_hotWarmPhoneType);
+    } else if (key == das_keys::kHotLineWarmLineDigits) {
+        CriticalSection lock(m_serviceLock);
+        m_hotWarmPhoneDigits = value;
+        DAS_TRACE("hot warm digits %s", m_hotWarmPhoneDigits.c_str());
+    } else if (key == das_keys::kDialPlanEnabled) {
+        DAS_TRACE("dial plan enabled = %s", value.c_str());
+        CriticalSection lock(m_serviceLock);
+        if (m_dialPlan != nullptr) m_dialPlan->setEnabled(value == "true");
+    } else if (key == das_keys::kHotKeypadDialling) {
+        DAS_TRACE("immediate dialling = %s", value.c_str());
+        CriticalSection lock(m_serviceLock);
+        if (m_dialPlan != nullptr) m_dialPlan->setImmediateDiallingEnabled(value == "true");
+    } else if (key == das_keys::kMobilityCurrentUser) {
+        DAS_TRACE("mobility current user = %s", value.c_str());
+        if (value == "base") reloadDialPlanFromStorage();
+    } else if (key == das_keys::kFacPrefixNumbers) {
+        DAS_TRACE("FAC prefix numbers = %s", value.c_str());
+        setFACPrefixes(value);
+    } else if (key == das_keys::kServerType) {
+        DAS_TRACE("server-type = %s", value.c_str());
+        CriticalSection lock(m_serviceLock);
+        m_ringCentralServer = value == "7";
+    }
+}
+
+// Unlike the start-up readers, an empty value is ignored and the timer is re-made only when
+// its duration really changes.
+void DigitAnalysisService::changeTimerDuration(TimerDetails* timer, const std::string& seconds)
+{
+    if (seconds.empty()) return;
+    const int duration = secondsToMilliseconds(seconds);
+    const bool autoDial = timer == &m_autoDialTimer;
+    bool remade = true;
+    {
+        CriticalSection lock(m_serviceLock);
+        if (duration == timer->duration) return;
+        timer->duration = duration;
+        if (autoDial) {
+            DAS_TRACE("autoDial duration = %d", duration);
+        } else {
+            DAS_TRACE("duration = %d", duration);
+        }
+        remade = makeTimer(timer);
+    }
+    if (remade) return;
+    // The new duration stays stored and takes effect at the next successful re-make.
+    if (autoDial) {
+        DAS_LOG(kLogError, "Could not create a new Auto Dial (aka interDigit) Timer.");
+    } else {
+        DAS_LOG(kLogError, "Could not create a new Initial Digit Timer.");
+    }
+}
+
+void DigitAnalysisService::reloadDialPlanFromStorage()
+{
+    CriticalSection lock(m_serviceLock);
+    if (m_dialPlan == nullptr) return;
+    if (!m_dialPlan->readDialPlanOverviewFromDAS()) {
+        DAS_TRACE("no dial plan in database");
+        return;
+    }
+    m_dialPlan->readDialPlanEntriesFromDAS();
+}
 
 bool DigitAnalysisService::setData(ManageableData& data)
 {
-    (void)data;
-    return false;
+    DAS_TRACE("setData");
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+    DAS_TRACE("manageableDataChanged %d\n", static_cast<int>(rootIds.size()));
+    for (const std::string& rootId : rootIds) {
+        std::string value;
+        data.interogate(rootId, rootId, value);
+        DAS_TRACE("setData: option: %s, value: %s\n", rootId.c_str(), value.c_str());
+    }
+    CriticalSection lock(m_serviceLock);
+    return m_dialPlan != nullptr && m_dialPlan->setData(data);
 }
 
 bool DigitAnalysisService::getData(ManageableData& data)
 {
-    (void)data;
-    return false;
+    DAS_TRACE("getData");
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+    DAS_TRACE("manageableDataChanged %d\n", static_cast<int>(rootIds.size()));
+    for (const std::string& rootId : rootIds) DAS_TRACE("getData: option: %s", rootId.c_str());
+    CriticalSection lock(m_serviceLock);
+    return m_dialPlan != nullptr && m_dialPlan->getData(data);
 }

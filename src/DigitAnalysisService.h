@@ -240,6 +240,13 @@ private:
     void readLocalCodeLookup();
     std::array<std::string*, 10> canonicalTextMembers();
 
+    // Pieces of manageableDataChanged.
+    void replaceCanonicalSettings(ManageableData& notification);
+    void mergeCanonicalSettings(ManageableData& notification);
+    void applyChangedItem(ManageableData& notification, const std::string& key);
+    void changeTimerDuration(TimerDetails* timer, const std::string& seconds);
+    void reloadDialPlanFromStorage();
+
     // Pieces of the timers and the dialling session.
     TimerDetails* timerOwning(int timerId);
     void autoDialTimeout(int timerId);
