@@ -6,6 +6,7 @@
 //
 //   dasd_roundtrip [--requests N] [--footprint-only] [--dasd PATH]
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -61,6 +62,12 @@ public:
         m_pid = fork();
         if (m_pid < 0) throw std::runtime_error("fork failed");
         if (m_pid == 0) {
+            // The daemon's own start and stop lines would interleave with the figures.
+            const int quiet = open("/dev/null", O_WRONLY);
+            if (quiet >= 0) {
+                dup2(quiet, STDOUT_FILENO);
+                dup2(quiet, STDERR_FILENO);
+            }
             execl(program.c_str(), program.c_str(), "--socket", socket.c_str(), "--store", store.c_str(),
                   static_cast<char*>(nullptr));
             _exit(127);
