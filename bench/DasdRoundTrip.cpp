@@ -4,7 +4,8 @@
 // from 1 and from 8 clients at once and reports latency percentiles and requests per
 // second. Every loop is bounded in count and time; the daemon is stopped at the end.
 //
-//   dasd_roundtrip [--requests N] [--footprint-only] [--dasd PATH]
+//   dasd_roundtrip [--requests N] [--starts N] [--footprint-only] [--dasd PATH]
+// --requests: per client (5000); --starts: daemon starts timed for the start-up figures (5).
 
 #include <fcntl.h>
 #include <signal.h>
@@ -179,38 +180,76 @@ void report(int clients, LoadResult result)
 
 }  // namespace
 
+struct Start {
+    double millisecondsToAnswer;
+    long idleKilobytes;
+};
+
+// Starts a daemon, waits for its first answer, lets it idle and reads its resident memory.
+Start measureStart(const std::string& program, const std::string& directory)
+{
+    const std::string socket = directory + "/dasd.sock";
+    std::filesystem::remove(directory + "/store.sqlite");
+    const auto started = Clock::now();
+    Daemon daemon(program, socket, directory + "/store.sqlite");
+    Clock::duration untilAnswer{};
+    firstAnswer(daemon, socket, started, untilAnswer).reset();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return {milliseconds(untilAnswer), statusKilobytes(daemon.pid(), "VmRSS")};
+}
+
+template <typename T>
+T median(std::vector<T> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+}  // namespace
+
 int main(int argc, char** argv)
 {
     std::string program = DASD_PATH;
     int requests = 5000;
+    int starts = 5;
     bool footprintOnly = false;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--requests" && i + 1 < argc) {
             requests = std::max(1, std::atoi(argv[++i]));
+        } else if (argument == "--starts" && i + 1 < argc) {
+            starts = std::max(1, std::atoi(argv[++i]));
         } else if (argument == "--dasd" && i + 1 < argc) {
             program = argv[++i];
         } else if (argument == "--footprint-only") {
             footprintOnly = true;
         } else {
-            std::fprintf(stderr, "usage: dasd_roundtrip [--requests N] [--footprint-only] [--dasd PATH]\n");
+            std::fprintf(stderr, "usage: dasd_roundtrip [--requests N] [--starts N] [--footprint-only] [--dasd PATH]\n");
             return 2;
         }
     }
     try {
         ScratchDirectory scratch;
-        const std::string socket = scratch.path + "/dasd.sock";
-        const auto started = Clock::now();
-        Daemon daemon(program, socket, scratch.path + "/store.sqlite");
-        Clock::duration untilAnswer{};
-        firstAnswer(daemon, socket, started, untilAnswer).reset();
-        std::printf("dasd start to first answer: %.1f ms\n", milliseconds(untilAnswer));
-
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        std::printf("dasd idle resident memory: %ld kB (peak so far %ld kB)\n", statusKilobytes(daemon.pid(), "VmRSS"),
-                    statusKilobytes(daemon.pid(), "VmHWM"));
+        std::vector<double> answerTimes;
+        std::vector<long> idleMemory;
+        for (int i = 0; i < starts; ++i) {
+            const Start start = measureStart(program, scratch.path);
+            answerTimes.push_back(start.millisecondsToAnswer);
+            idleMemory.push_back(start.idleKilobytes);
+        }
+        std::printf("dasd start to first answer: median %.1f ms of %d starts (min %.1f, max %.1f)\n",
+                    median(answerTimes), starts, *std::min_element(answerTimes.begin(), answerTimes.end()),
+                    *std::max_element(answerTimes.begin(), answerTimes.end()));
+        std::printf("dasd idle resident memory: median %ld kB of %d starts (min %ld, max %ld)\n", median(idleMemory),
+                    starts, *std::min_element(idleMemory.begin(), idleMemory.end()),
+                    *std::max_element(idleMemory.begin(), idleMemory.end()));
         if (footprintOnly) return 0;
 
+        const std::string socket = scratch.path + "/dasd.sock";
+        std::filesystem::remove(scratch.path + "/store.sqlite");
+        Daemon daemon(program, socket, scratch.path + "/store.sqlite");
+        Clock::duration untilAnswer{};
+        firstAnswer(daemon, socket, Clock::now(), untilAnswer).reset();
         std::vector<std::string> texts;
         for (const auto& number : benchcorpus::ofRegion("DE")) texts.push_back("canonicalconversionrequest:" + number.text);
         if (texts.empty()) texts.push_back(kProbe);
