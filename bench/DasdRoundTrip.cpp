@@ -178,8 +178,6 @@ void report(int clients, LoadResult result)
                 result.cutShort ? " (cut short at the time limit)" : "");
 }
 
-}  // namespace
-
 struct Start {
     double millisecondsToAnswer;
     long idleKilobytes;
