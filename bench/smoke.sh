@@ -9,3 +9,6 @@ cmake --preset bench >/dev/null
 cmake --build --preset bench
 build/bench/bench/das_bench --benchmark_min_time=0 --benchmark_color=false
 build/bench/bench/das_footprint
+if [ -x build/bench/bench/dasd_roundtrip ]; then
+    build/bench/bench/dasd_roundtrip --requests 20 --starts 1
+fi
