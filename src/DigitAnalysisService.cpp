@@ -336,9 +336,7 @@ void DigitAnalysisService::extractEmergencyE164Data()
 {
     DAS_TRACE("extractEmergencyE164Data");
     std::string value;
-    if (m_localMgmt == nullptr || !queryItem(m_localMgmt, das_keys::kEmergencyE164, das_keys::kEmergencyE164, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kEmergencyE164, das_keys::kEmergencyE164, value)) return;
     CriticalSection lock(m_serviceLock);
     m_emergencyE164 = value;
 }
@@ -347,10 +345,7 @@ void DigitAnalysisService::extractPhoneLockActiveData()
 {
     DAS_TRACE("extractPhoneLockActiveData");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kPhoneLockActive, das_keys::kPhoneLockActive, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kPhoneLockActive, das_keys::kPhoneLockActive, value)) return;
     CriticalSection lock(m_serviceLock);
     m_phoneLockActive = value == "true";
 }
@@ -359,10 +354,7 @@ void DigitAnalysisService::extractIntitialDigitTimerData()
 {
     DAS_TRACE("extractIntitialDigitTimerData");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kInitialDigitTimer, das_keys::kInitialDigitTimer, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kInitialDigitTimer, das_keys::kInitialDigitTimer, value)) return;
     CriticalSection lock(m_serviceLock);
     m_initialDigitTimer.duration = secondsToMilliseconds(value);
 }
@@ -371,9 +363,7 @@ void DigitAnalysisService::extractInterDigitTimerData()
 {
     DAS_TRACE("extractInterDigitTimerData");
     std::string value;
-    if (m_localMgmt == nullptr || !queryItem(m_localMgmt, das_keys::kAutoDialTimer, das_keys::kAutoDialTimer, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kAutoDialTimer, das_keys::kAutoDialTimer, value)) return;
     CriticalSection lock(m_serviceLock);
     m_autoDialTimer.duration = secondsToMilliseconds(value);
 }
@@ -382,10 +372,7 @@ void DigitAnalysisService::extractHotWarmPhoneType()
 {
     DAS_TRACE("extractHotWarmPhoneType");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kHotLineWarmLine, das_keys::kHotLineWarmLine, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kHotLineWarmLine, das_keys::kHotLineWarmLine, value)) return;
     CriticalSection lock(m_serviceLock);
     m_hotWarmPhoneType = static_cast<int>(leadingInteger(value));
 }
@@ -394,10 +381,7 @@ void DigitAnalysisService::extractHotWarmPhoneDigits()
 {
     DAS_TRACE("extractHotWarmPhoneDigits");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kHotLineWarmLineDigits, das_keys::kHotLineWarmLineDigits, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kHotLineWarmLineDigits, das_keys::kHotLineWarmLineDigits, value)) return;
     CriticalSection lock(m_serviceLock);
     m_hotWarmPhoneDigits = value;
 }
@@ -409,12 +393,14 @@ void DigitAnalysisService::extractServerType()
     // key; with a store that answers only the queried item the flag keeps its value, and
     // a change notification of "server-type" sets it.
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kServerType, das_keys::kFacPrefixNumbers, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kServerType, das_keys::kFacPrefixNumbers, value)) return;
     CriticalSection lock(m_serviceLock);
     m_ringCentralServer = value == "7";
+}
+
+bool DigitAnalysisService::querySingleItem(const char* itemKey, const char* nodeKey, std::string& value)
+{
+    return m_localMgmt != nullptr && queryItem(m_localMgmt, itemKey, nodeKey, value);
 }
 
 bool DigitAnalysisService::isCanonicalDataValid()
@@ -1470,8 +1456,7 @@ void DigitAnalysisService::extractFACPrefixNumbers()
 {
     DAS_TRACE("extractFACPrefixNumbers");
     std::string prefixes;
-    if (m_localMgmt != nullptr && queryItem(m_localMgmt, das_keys::kFacPrefixNumbers, das_keys::kFacPrefixNumbers, prefixes))
-        setFACPrefixes(prefixes);
+    if (querySingleItem(das_keys::kFacPrefixNumbers, das_keys::kFacPrefixNumbers, prefixes)) setFACPrefixes(prefixes);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -1898,8 +1883,7 @@ void DigitAnalysisService::dialOutsideNetworkForm(const std::string& number, std
 bool DigitAnalysisService::detectDiagnosticCall(std::string& number)
 {
     std::string prefix;
-    const bool configured = m_localMgmt != nullptr && queryItem(m_localMgmt, das_keys::kDiagnosticCallPrefix,
-                                                                 das_keys::kDiagnosticCallPrefix, prefix);
+    const bool configured = querySingleItem(das_keys::kDiagnosticCallPrefix, das_keys::kDiagnosticCallPrefix, prefix);
     if (!configured || prefix.empty()) return false;
     const std::string::size_type position = number.find(prefix);
     if (position == std::string::npos) {

@@ -238,6 +238,9 @@ private:
     void loadDialPlan();
     void readCanonicalSettings();
     void readLocalCodeLookup();
+    // The value of a plain configuration item (node `nodeKey` of item `itemKey`); false
+    // without a store or when the store does not give it.
+    bool querySingleItem(const char* itemKey, const char* nodeKey, std::string& value);
     std::array<std::string*, 10> canonicalTextMembers();
 
     // Pieces of manageableDataChanged.
