@@ -6,11 +6,17 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build/bench}
 
+# The plug-in as built and stripped; also the 32-bit ARM one of an armhf build, when there is one.
 stripped=$(mktemp)
 trap 'rm -f "$stripped"' EXIT
-strip --strip-all -o "$stripped" "$build/libDigitAnalysisService.so"
-echo "plug-in libDigitAnalysisService.so: $(stat -c %s "$build/libDigitAnalysisService.so") bytes built," \
-     "$(stat -c %s "$stripped") bytes stripped"
+for plugin in "$build/libDigitAnalysisService.so" build/armhf*/libDigitAnalysisService.so; do
+    [ -f "$plugin" ] || continue
+    machine=$(readelf -h "$plugin" | awk -F: '/Machine:/ {gsub(/^ +/, "", $2); print $2}')
+    strip_tool=strip
+    [ "$machine" = "ARM" ] && strip_tool=arm-linux-gnueabihf-strip
+    "$strip_tool" --strip-all -o "$stripped" "$plugin"
+    echo "plug-in $plugin ($machine): $(stat -c %s "$plugin") bytes built, $(stat -c %s "$stripped") bytes stripped"
+done
 
 "$build/bench/das_footprint"
 
