@@ -240,6 +240,28 @@ private:
     void readLocalCodeLookup();
     std::array<std::string*, 10> canonicalTextMembers();
 
+    // Pieces of the timers and the dialling session.
+    TimerDetails* timerOwning(int timerId);
+    void autoDialTimeout(int timerId);
+    void dialPlanTimeout(int timerId);
+    bool placeHotOrWarmCall(const CallPartyIdentifier& identifier, bool isFollowOnCall);
+    int dialPlanAction(std::string* digits, unsigned int* timer);
+    int dialStringUnlocked(std::string* digits, bool complete);
+    int dialStringLocked(std::string* digits, bool complete);
+    void updateDialPlanTimer(unsigned int seconds);
+    void clearSession();
+    void keepDigits(std::string* digits);
+    void discardDigits(std::string* digits);
+    // The id each record's last re-creation replaced: a late expiry of it is stale.
+    std::map<const TimerDetails*, int> m_replacedTimerIds;
+
+    // Steps of the number conversions.
+    class CanonicalConversion;
+    bool dialOwnNetworkForm(const std::string& number, std::string& output);
+    void dialOutsideNetworkForm(const std::string& number, std::string& output);
+    bool ringCentralRefuses(const std::string& number, std::string& working);
+    void completeRingCentralNumber(std::string& working);
+
     bool isSoftwareType2Or3() const { return m_softwareType == 2 || m_softwareType == 3; }
     bool isVariant3Or4() const { return m_hwSubPlatformVariant == 3 || m_hwSubPlatformVariant == 4; }
 };

@@ -30,4 +30,7 @@ public:
 private:
     ProxyRequest* m_request = nullptr;
     std::string m_callBackChannel;
+
+    void sendEvent(const std::string& message) const;
+    void sendRequest(const std::string& request, std::string& reply) const;
 };

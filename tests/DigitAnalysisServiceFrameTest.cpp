@@ -152,7 +152,45 @@ TEST_F(ServiceFrame, UnreadableDialPlanOverviewLeavesAnEmptyPlan)
     EXPECT_TRUE(log.contains("no dial plan in database", 5));
 }
 
-TEST_F(ServiceFrame, ManagementRootIsRegisteredLastWithoutAStoreNone)
+TEST_F(ServiceFrame, InitReadsTheStoredDialPlanOverviewThenItsEntries)
+{
+    harness.start();
+    const auto requests = harness.das.requests();
+    ASSERT_EQ(requests.size(), 1u);  // nothing stored yet: no entries read
+    EXPECT_NE(requests[0].find("<Schema name=\"DialPlanOverview\"><ReasonForMessage>ReadRequest"), std::string::npos);
+    EXPECT_TRUE(log.contains("no dial plan in database", 5));
+}
+
+TEST_F(ServiceFrame, InitLoadsAPlanStoredEarlier)
+{
+    ManageableData plan;
+    plan.populate("dial-plan-enabled", "dial-plan-enabled", "true");
+    plan.populate("dial-plan-id", "dial-plan-id", "DE-1");
+    plan.populate("dialPlanSettings", "dialPlanEntry[1]/digit-string", "112");
+    plan.populate("dialPlanSettings", "dialPlanEntry[1]/action", "S");
+    plan.populate("dialPlanSettings", "dialPlanEntry[1]/timer", "0");
+    plan.populate("dialPlanSettings", "dialPlanEntry[1]/spec-num-indic", "E");
+    ASSERT_TRUE(harness.start().getDialPlan()->setData(plan));
+    harness.destroy();
+    harness.das.clearRequests();
+    log.clear();
+
+    auto& restarted = harness.start();
+    const auto requests = harness.das.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_NE(requests[0].find("DialPlanOverview"), std::string::npos);
+    EXPECT_NE(requests[1].find("<Schema name=\"DialPlanEntries\"><ReasonForMessage>ReadRequest"), std::string::npos);
+    DialPlan* dialPlan = restarted.getDialPlan();
+    ASSERT_NE(dialPlan, nullptr);
+    EXPECT_TRUE(dialPlan->getEnabled());
+    EXPECT_EQ(dialPlan->getIdentity(), "DE-1");
+    ASSERT_EQ(dialPlan->getNumberOfEntries(), 1);
+    EXPECT_EQ(dialPlan->getEntry(0)->digitString, "112");
+    EXPECT_EQ(dialPlan->getEmergencyNumbers(), "112");
+    EXPECT_FALSE(log.contains("no dial plan in database"));
+}
+
+TEST_F(ServiceFrame, ManagementRootIsRegisteredLast)
 {
     harness.start();
     const auto registrations = harness.store.registrations();
