@@ -336,9 +336,7 @@ void DigitAnalysisService::extractEmergencyE164Data()
 {
     DAS_TRACE("extractEmergencyE164Data");
     std::string value;
-    if (m_localMgmt == nullptr || !queryItem(m_localMgmt, das_keys::kEmergencyE164, das_keys::kEmergencyE164, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kEmergencyE164, das_keys::kEmergencyE164, value)) return;
     CriticalSection lock(m_serviceLock);
     m_emergencyE164 = value;
 }
@@ -347,10 +345,7 @@ void DigitAnalysisService::extractPhoneLockActiveData()
 {
     DAS_TRACE("extractPhoneLockActiveData");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kPhoneLockActive, das_keys::kPhoneLockActive, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kPhoneLockActive, das_keys::kPhoneLockActive, value)) return;
     CriticalSection lock(m_serviceLock);
     m_phoneLockActive = value == "true";
 }
@@ -359,10 +354,7 @@ void DigitAnalysisService::extractIntitialDigitTimerData()
 {
     DAS_TRACE("extractIntitialDigitTimerData");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kInitialDigitTimer, das_keys::kInitialDigitTimer, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kInitialDigitTimer, das_keys::kInitialDigitTimer, value)) return;
     CriticalSection lock(m_serviceLock);
     m_initialDigitTimer.duration = secondsToMilliseconds(value);
 }
@@ -371,9 +363,7 @@ void DigitAnalysisService::extractInterDigitTimerData()
 {
     DAS_TRACE("extractInterDigitTimerData");
     std::string value;
-    if (m_localMgmt == nullptr || !queryItem(m_localMgmt, das_keys::kAutoDialTimer, das_keys::kAutoDialTimer, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kAutoDialTimer, das_keys::kAutoDialTimer, value)) return;
     CriticalSection lock(m_serviceLock);
     m_autoDialTimer.duration = secondsToMilliseconds(value);
 }
@@ -382,10 +372,7 @@ void DigitAnalysisService::extractHotWarmPhoneType()
 {
     DAS_TRACE("extractHotWarmPhoneType");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kHotLineWarmLine, das_keys::kHotLineWarmLine, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kHotLineWarmLine, das_keys::kHotLineWarmLine, value)) return;
     CriticalSection lock(m_serviceLock);
     m_hotWarmPhoneType = static_cast<int>(leadingInteger(value));
 }
@@ -394,10 +381,7 @@ void DigitAnalysisService::extractHotWarmPhoneDigits()
 {
     DAS_TRACE("extractHotWarmPhoneDigits");
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kHotLineWarmLineDigits, das_keys::kHotLineWarmLineDigits, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kHotLineWarmLineDigits, das_keys::kHotLineWarmLineDigits, value)) return;
     CriticalSection lock(m_serviceLock);
     m_hotWarmPhoneDigits = value;
 }
@@ -409,12 +393,14 @@ void DigitAnalysisService::extractServerType()
     // key; with a store that answers only the queried item the flag keeps its value, and
     // a change notification of "server-type" sets it.
     std::string value;
-    if (m_localMgmt == nullptr ||
-        !queryItem(m_localMgmt, das_keys::kServerType, das_keys::kFacPrefixNumbers, value)) {
-        return;
-    }
+    if (!querySingleItem(das_keys::kServerType, das_keys::kFacPrefixNumbers, value)) return;
     CriticalSection lock(m_serviceLock);
     m_ringCentralServer = value == "7";
+}
+
+bool DigitAnalysisService::querySingleItem(const char* itemKey, const char* nodeKey, std::string& value)
+{
+    return m_localMgmt != nullptr && queryItem(m_localMgmt, itemKey, nodeKey, value);
 }
 
 bool DigitAnalysisService::isCanonicalDataValid()
@@ -1470,8 +1456,7 @@ void DigitAnalysisService::extractFACPrefixNumbers()
 {
     DAS_TRACE("extractFACPrefixNumbers");
     std::string prefixes;
-    if (m_localMgmt != nullptr && queryItem(m_localMgmt, das_keys::kFacPrefixNumbers, das_keys::kFacPrefixNumbers, prefixes))
-        setFACPrefixes(prefixes);
+    if (querySingleItem(das_keys::kFacPrefixNumbers, das_keys::kFacPrefixNumbers, prefixes)) setFACPrefixes(prefixes);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -1903,8 +1888,7 @@ void DigitAnalysisService::dialOutsideNetworkForm(const std::string& number, std
 bool DigitAnalysisService::detectDiagnosticCall(std::string& number)
 {
     std::string prefix;
-    const bool configured = m_localMgmt != nullptr && queryItem(m_localMgmt, das_keys::kDiagnosticCallPrefix,
-                                                                 das_keys::kDiagnosticCallPrefix, prefix);
+    const bool configured = querySingleItem(das_keys::kDiagnosticCallPrefix, das_keys::kDiagnosticCallPrefix, prefix);
     if (!configured || prefix.empty()) return false;
     const std::string::size_type position = number.find(prefix);
     if (position == std::string::npos) {
@@ -2073,16 +2057,179 @@ void DigitAnalysisService::completeRingCentralNumber(std::string& working)
 // Configuration change handling
 // ---------------------------------------------------------------------------------------
 
-void DigitAnalysisService::manageableDataChanged(ManageableData& data) { (void)data; }
+void DigitAnalysisService::manageableDataChanged(ManageableData& data)
+{
+    DAS_TRACE("manageableDataChanged");
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+
+    bool newSettings = false;
+    bool canonical = false;
+    for (const std::string& rootId : rootIds) {
+        if (rootId == das_keys::kNewCanonicalSettings) {
+            newSettings = true;
+            DAS_TRACE("new settings");
+        } else if (rootId == das_keys::kCanonicalDialSettings) {
+            canonical = true;
+            DAS_TRACE("canonical");
+        } else {
+            DAS_TRACE("other %s", rootId.c_str());
+        }
+    }
+
+    // "new-canonical-settings" beside the settings says they are complete: they replace the
+    // held ones and nothing else in the notification is applied.
+    if (newSettings && canonical) {
+        replaceCanonicalSettings(data);
+        return;
+    }
+    for (const std::string& rootId : rootIds) applyChangedItem(data, rootId);
+}
+
+void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification)
+{
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalData.clearAll();
+    }
+    notification.removeRootId(das_keys::kNewCanonicalSettings);
+    const std::string settings = notification.serialize();
+    DAS_TRACE("new canonical dial settings\n %s", settings.c_str());
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalData.deserialize(settings);
+    }
+    // Re-initialising, so that an item the new settings lack does not survive from the old.
+    extractData(true);
+}
+
+void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
+{
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalDataValid = 0;
+    }
+    const std::string changed = notification.serialize();
+    DAS_TRACE("additional canonical dial settings\n %s", changed.c_str());
+    std::string all;
+    {
+        CriticalSection lock(m_serviceLock);
+        m_canonicalData.deserialize(changed);
+        all = m_canonicalData.serialize();
+    }
+    DAS_TRACE("all canonical dial settings\n %s", all.c_str());
+    extractData(false);
+}
+
+void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
+{
+    std::string value;
+    notification.interogate(key, key, value);
+
+    if (key == das_keys::kInitialDigitTimer) {
+        changeTimerDuration(&m_initialDigitTimer, value);
+    } else if (key == das_keys::kEmergencyE164) {
+        CriticalSection lock(m_serviceLock);
+        m_emergencyE164 = value;
+        DAS_TRACE("emergency e164 %s", m_emergencyE164.c_str());
+    } else if (key == das_keys::kPhoneLockActive) {
+        CriticalSection lock(m_serviceLock);
+        m_phoneLockActive = value == "true";
+        DAS_TRACE("phone lock %s", value.c_str());
+    } else if (key == das_keys::kAutoDialTimer) {
+        changeTimerDuration(&m_autoDialTimer, value);
+    } else if (key == das_keys::kCanonicalDialSettings) {
+        mergeCanonicalSettings(notification);
+    } else if (key == das_keys::kHotLineWarmLine) {
+        CriticalSection lock(m_serviceLock);
+        m_hotWarmPhoneType = static_cast<int>(leadingInteger(value));
+        DAS_TRACE("hot warm phone type %d", m_hotWarmPhoneType);
+    } else if (key == das_keys::kHotLineWarmLineDigits) {
+        CriticalSection lock(m_serviceLock);
+        m_hotWarmPhoneDigits = value;
+        DAS_TRACE("hot warm digits %s", m_hotWarmPhoneDigits.c_str());
+    } else if (key == das_keys::kDialPlanEnabled) {
+        DAS_TRACE("dial plan enabled = %s", value.c_str());
+        CriticalSection lock(m_serviceLock);
+        if (m_dialPlan != nullptr) m_dialPlan->setEnabled(value == "true");
+    } else if (key == das_keys::kHotKeypadDialling) {
+        DAS_TRACE("immediate dialling = %s", value.c_str());
+        CriticalSection lock(m_serviceLock);
+        if (m_dialPlan != nullptr) m_dialPlan->setImmediateDiallingEnabled(value == "true");
+    } else if (key == das_keys::kMobilityCurrentUser) {
+        DAS_TRACE("mobility current user = %s", value.c_str());
+        if (value == "base") reloadDialPlanFromStorage();
+    } else if (key == das_keys::kFacPrefixNumbers) {
+        DAS_TRACE("FAC prefix numbers = %s", value.c_str());
+        setFACPrefixes(value);
+    } else if (key == das_keys::kServerType) {
+        DAS_TRACE("server-type = %s", value.c_str());
+        CriticalSection lock(m_serviceLock);
+        m_ringCentralServer = value == "7";
+    }
+}
+
+// Unlike the start-up readers, an empty value is ignored and the timer is re-made only when
+// its duration really changes.
+void DigitAnalysisService::changeTimerDuration(TimerDetails* timer, const std::string& seconds)
+{
+    if (seconds.empty()) return;
+    const int duration = secondsToMilliseconds(seconds);
+    const bool autoDial = timer == &m_autoDialTimer;
+    bool remade = true;
+    {
+        CriticalSection lock(m_serviceLock);
+        if (duration == timer->duration) return;
+        timer->duration = duration;
+        if (autoDial) {
+            DAS_TRACE("autoDial duration = %d", duration);
+        } else {
+            DAS_TRACE("duration = %d", duration);
+        }
+        remade = makeTimer(timer);
+    }
+    if (remade) return;
+    // The new duration stays stored and takes effect at the next successful re-make.
+    if (autoDial) {
+        DAS_LOG(kLogError, "Could not create a new Auto Dial (aka interDigit) Timer.");
+    } else {
+        DAS_LOG(kLogError, "Could not create a new Initial Digit Timer.");
+    }
+}
+
+void DigitAnalysisService::reloadDialPlanFromStorage()
+{
+    CriticalSection lock(m_serviceLock);
+    if (m_dialPlan == nullptr) return;
+    if (!m_dialPlan->readDialPlanOverviewFromDAS()) {
+        DAS_TRACE("no dial plan in database");
+        return;
+    }
+    m_dialPlan->readDialPlanEntriesFromDAS();
+}
 
 bool DigitAnalysisService::setData(ManageableData& data)
 {
-    (void)data;
-    return false;
+    DAS_TRACE("setData");
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+    DAS_TRACE("manageableDataChanged %d\n", static_cast<int>(rootIds.size()));
+    for (const std::string& rootId : rootIds) {
+        std::string value;
+        data.interogate(rootId, rootId, value);
+        DAS_TRACE("setData: option: %s, value: %s\n", rootId.c_str(), value.c_str());
+    }
+    CriticalSection lock(m_serviceLock);
+    return m_dialPlan != nullptr && m_dialPlan->setData(data);
 }
 
 bool DigitAnalysisService::getData(ManageableData& data)
 {
-    (void)data;
-    return false;
+    DAS_TRACE("getData");
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+    DAS_TRACE("manageableDataChanged %d\n", static_cast<int>(rootIds.size()));
+    for (const std::string& rootId : rootIds) DAS_TRACE("getData: option: %s", rootId.c_str());
+    CriticalSection lock(m_serviceLock);
+    return m_dialPlan != nullptr && m_dialPlan->getData(data);
 }

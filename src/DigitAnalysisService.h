@@ -249,7 +249,17 @@ private:
     void loadDialPlan();
     void readCanonicalSettings();
     void readLocalCodeLookup();
+    // The value of a plain configuration item (node `nodeKey` of item `itemKey`); false
+    // without a store or when the store does not give it.
+    bool querySingleItem(const char* itemKey, const char* nodeKey, std::string& value);
     std::array<std::string*, 10> canonicalTextMembers();
+
+    // Pieces of manageableDataChanged.
+    void replaceCanonicalSettings(ManageableData& notification);
+    void mergeCanonicalSettings(ManageableData& notification);
+    void applyChangedItem(ManageableData& notification, const std::string& key);
+    void changeTimerDuration(TimerDetails* timer, const std::string& seconds);
+    void reloadDialPlanFromStorage();
 
     // Pieces of the timers and the dialling session.
     TimerDetails* timerOwning(int timerId) DAS_REQUIRES(m_serviceLock);

@@ -40,8 +40,7 @@ TEST_F(ServiceConfiguration, OnlyTheFacPrefixRegistrationFailingIsLoggedAndStill
     harness.store.refuseRegistration("fac-prefix-numbers");
     auto& service = harness.create();
     service.init(harness.context);
-    EXPECT_TRUE(log.contains("findKDRB - observe fac-prefix-numbers failed", 2));
-    EXPECT_EQ(log.count("findKDRB - observe fac-prefix-numbers failed"), 1);
+    EXPECT_THAT(log.texts(2), ElementsAre("findKDRB - observe fac-prefix-numbers failed"));
     EXPECT_TRUE(service.findKDRB());
 }
 

@@ -65,6 +65,59 @@ TEST_F(ServiceFrame, DestroyingAServiceThatWasNeverInitialisedDeletesNoTimers)
     EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
 }
 
+TEST_F(ServiceFrame, ConstructionReadsTheHardwareVariant)
+{
+    HardwareVersion::setHWSubPlatformVariant(3);
+    auto& service = harness.create();
+    HardwareVersion::setHWSubPlatformVariant(0);
+    // Variant 3 makes resetAutoDialTimer act; on other variants it does nothing.
+    service.init(harness.context);
+    harness.context.clearTimerOperations();
+    service.resetAutoDialTimer();
+    EXPECT_FALSE(harness.context.timerOperations().empty());
+}
+
+TEST_F(ServiceFrame, DestructionDeletesEveryCreatedTimerInOrder)
+{
+    auto& service = harness.start();
+    const int initial = service.initialDigitTimer().timerID;
+    const int party = service.partyDetailsTimer().timerID;
+    const int autoDial = service.autoDialTimer().timerID;
+    const int dialPlan = service.dialPlanTimer().timerID;
+    const int extended = service.extendedInitialDigitTimer().timerID;
+    harness.context.clearTimerOperations();
+    harness.destroy();
+    EXPECT_THAT(harness.context.timerOperations(),
+                ElementsAre("delete " + std::to_string(initial), "delete " + std::to_string(party),
+                            "delete " + std::to_string(autoDial), "delete " + std::to_string(dialPlan),
+                            "delete " + std::to_string(extended)));
+}
+
+TEST_F(ServiceFrame, InitCreatesTheTimersInOrderWithConfiguredDurations)
+{
+    harness.store.setItem("initial-digit-timer", "20");
+    harness.store.setItem("autodialtimer", "4");
+    harness.start();
+    const auto creations = timerCreations();
+    ASSERT_EQ(creations.size(), 5u);
+    EXPECT_THAT(creations, ElementsAre("create 1 20000", "create 2 250", "create 3 4000", "create 4 6000",
+                                       "create 5 120000"));
+    EXPECT_THAT(log.texts(2), IsEmpty());
+}
+
+TEST_F(ServiceFrame, RefusedTimersAreLoggedInCreationOrderAndInitCompletes)
+{
+    harness.context.setTimerCreationFails(true);
+    auto& service = harness.start();
+    EXPECT_THAT(log.texts(2), ElementsAre("ERROR: Creating Initial Digit Timer.", "ERROR: Creating Party Details Timer.",
+                                          "ERROR: Creating Auto Dial Timer.", "ERROR: Creating Dial Plan Timer.",
+                                          "ERROR: Creating Extended Initial Digit Timer."));
+    EXPECT_EQ(service.initialDigitTimer().timerID, -1);
+    EXPECT_TRUE(service.initialDigitTimer().updatePending);
+    EXPECT_NE(service.getDialPlan(), nullptr);
+    EXPECT_EQ(harness.store.registrations().back(), "DigitAnalysisMgmtId");
+}
+
 TEST_F(ServiceFrame, InitLogsAndReadsEverythingInOrder)
 {
     harness.start();

@@ -1,0 +1,42 @@
+// dasd: runs the digit analysis service on real threads and serves clients on a Unix
+// domain socket (docs/protocol.md).
+
+#include <iostream>
+#include <optional>
+
+#include <CLI/CLI.hpp>
+
+#include "Daemon.h"
+#include "HostConfig.h"
+#include "PluginLibrary.h"
+#include "UnixSocket.h"
+
+int main(int argc, char** argv)
+{
+    CLI::App app{"Runs the digit analysis service and serves clients on a Unix domain socket."};
+    DaemonOptions options;
+    options.socketPath = defaultSocketPath();
+    options.storePath = defaultStorePath();
+    app.add_option("--config", options.configFile, "phone configuration (JSON); the built-in Munich phone when absent");
+    app.add_option("--socket", options.socketPath, "the socket to listen on")->capture_default_str();
+    app.add_option("--store", options.storePath, "the SQLite file that keeps the dial plan")->capture_default_str();
+    app.add_option("--log", options.logLevel, "write the service's log lines of this level or more severe (2, 3, 5)");
+    app.add_option("--plugin", options.pluginPath, "the plug-in to load")->default_str(PluginLibrary::defaultPath());
+    app.add_option("--threads", options.messageThreads, "message threads")->check(CLI::Range(1, 64))->capture_default_str();
+    app.add_option("--answer-timeout", options.answerTimeoutMs, "ms to wait for a client's answer to a proxy request")
+        ->check(CLI::Range(1, 600000))
+        ->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    if (options.pluginPath.empty()) options.pluginPath = PluginLibrary::defaultPath();
+
+    try {
+        Daemon daemon(options);
+        return daemon.run();
+    } catch (const ConfigFileError& error) {
+        std::cerr << "dasd: " << error.what() << std::endl;
+        return 2;
+    } catch (const std::exception& error) {
+        std::cerr << "dasd: " << error.what() << std::endl;
+        return 1;
+    }
+}

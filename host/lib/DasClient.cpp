@@ -1,0 +1,180 @@
+#include "DasClient.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+
+#include "UnixSocket.h"
+
+namespace {
+
+// Reads frames from `fd` until one is complete; false at the end of the stream.
+bool readFrame(int fd, FrameDecoder& decoder, Frame& frame)
+{
+    char buffer[4096];
+    while (!decoder.next(frame)) {
+        if (decoder.failed()) return false;
+        const ssize_t count = recv(fd, buffer, sizeof buffer, 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        decoder.feed(buffer, static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+}  // namespace
+
+DasClient::DasClient(const std::string& socketPath, const std::string& name, Handlers handlers, int timeoutMs)
+    : m_handlers(std::move(handlers)), m_timeoutMs(timeoutMs)
+{
+    try {
+        m_fd = connectUnixSocket(socketPath);
+    } catch (const SocketError& error) {
+        throw ClientError(error.what());
+    }
+    try {
+        handshake(name);
+    } catch (...) {
+        ::close(m_fd);
+        throw;
+    }
+    m_reader = std::thread([this] { readFrames(); });
+}
+
+DasClient::~DasClient()
+{
+    close();
+    if (m_reader.joinable()) m_reader.join();
+    ::close(m_fd);
+}
+
+void DasClient::handshake(const std::string& name)
+{
+    // A refusal may already be on its way; the HELLO may then find the socket closed.
+    writeAll(m_fd, encodeFrame(Frame{FrameKind::Hello, 0, name}));
+    FrameDecoder decoder;
+    Frame frame;
+    if (!readFrame(m_fd, decoder, frame)) throw ClientError("the daemon closed the connection");
+    if (frame.kind == FrameKind::Error) throw ClientError("the daemon refused the client: " + frame.text);
+    if (frame.kind != FrameKind::Welcome) throw ClientError("the daemon did not welcome the client");
+}
+
+void DasClient::readFrames()
+{
+    FrameDecoder decoder;
+    Frame frame;
+    while (readFrame(m_fd, decoder, frame)) {
+        if (frame.kind == FrameKind::Error) {
+            markClosed("the daemon reported: " + frame.text);
+            return;
+        }
+        dispatch(frame);
+    }
+    markClosed(decoder.failed() ? "malformed frame from the daemon: " + decoder.error() : "the daemon closed the connection");
+}
+
+void DasClient::dispatch(const Frame& frame)
+{
+    switch (frame.kind) {
+    case FrameKind::Event:
+        if (m_handlers.onEvent) m_handlers.onEvent(frame.text);
+        return;
+    case FrameKind::ProxyRequest: {
+        const std::string answer = m_handlers.onProxyRequest ? m_handlers.onProxyRequest(frame.text) : std::string();
+        sendFrame(Frame{FrameKind::Answer, frame.id, answer});
+        return;
+    }
+    default: break;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_pending.find(frame.id);
+    if (it == m_pending.end()) return;
+    if (frame.kind == FrameKind::Reply) it->second.replies.push_back(frame.text);
+    if (frame.kind == FrameKind::Complete || frame.kind == FrameKind::MgmtResult) {
+        it->second.result = frame.text;
+        it->second.done = true;
+        m_changed.notify_all();
+    }
+}
+
+void DasClient::markClosed(const std::string& reason)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_open) m_closeReason = reason;
+    m_open = false;
+    m_changed.notify_all();
+}
+
+void DasClient::sendFrame(const Frame& frame)
+{
+    std::lock_guard<std::mutex> lock(m_writeMutex);
+    if (!writeAll(m_fd, encodeFrame(frame))) markClosed("the connection is broken");
+}
+
+DasClient::Pending DasClient::exchange(FrameKind kind, const std::string& text)
+{
+    std::uint32_t id = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_open) throw ClientError(m_closeReason);
+        id = m_nextId++;
+        m_pending[id] = Pending{};
+    }
+    sendFrame(Frame{kind, id, text});
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const bool finished = m_changed.wait_for(lock, std::chrono::milliseconds(m_timeoutMs),
+                                             [&] { return m_pending[id].done || !m_open; });
+    Pending result = m_pending[id];
+    m_pending.erase(id);
+    if (result.done) return result;
+    throw ClientError(finished ? m_closeReason : "no answer from the daemon in time");
+}
+
+std::vector<std::string> DasClient::request(const std::string& text) { return exchange(FrameKind::Request, text).replies; }
+
+Json DasClient::managementResult(const Pending& pending)
+{
+    try {
+        return Json::parse(pending.result);
+    } catch (const std::exception&) {
+        throw ClientError("malformed management result: " + pending.result);
+    }
+}
+
+Json DasClient::notify(const std::string& itemsJson) { return managementResult(exchange(FrameKind::Notify, itemsJson)); }
+
+Json DasClient::managementSet(const std::string& itemsJson)
+{
+    return managementResult(exchange(FrameKind::MgmtSet, itemsJson));
+}
+
+Json DasClient::managementGet(const std::vector<std::string>& roots)
+{
+    return managementResult(exchange(FrameKind::MgmtGet, Json(roots).dump()));
+}
+
+void DasClient::waitUntilClosed()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [&] { return !m_open; });
+}
+
+void DasClient::close()
+{
+    markClosed("closed by the client");
+    shutdown(m_fd, SHUT_RDWR);
+}
+
+bool DasClient::isOpen() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_open;
+}
+
+std::string DasClient::closeReason() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_closeReason;
+}

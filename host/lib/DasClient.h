@@ -1,0 +1,80 @@
+#pragma once
+// A client of the daemon's socket (docs/protocol.md): names itself, sends requests and
+// waits for their replies, receives events and answers the requests of its event proxy,
+// and sends management messages. A reader thread takes the daemon's frames as they come.
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Framing.h"
+#include "JsonText.h"
+
+class ClientError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class DasClient {
+public:
+    struct Handlers {
+        // An event the service sent to this client through its proxy.
+        std::function<void(const std::string& event)> onEvent;
+        // A request of this client's proxy; the result is the answer sent back.
+        std::function<std::string(const std::string& request)> onProxyRequest;
+    };
+
+    // Connects and names itself (an empty name: a client without a name). Throws
+    // ClientError when the daemon cannot be reached or refuses the client.
+    DasClient(const std::string& socketPath, const std::string& name, Handlers handlers = {}, int timeoutMs = 10000);
+    ~DasClient();
+    DasClient(const DasClient&) = delete;
+    DasClient& operator=(const DasClient&) = delete;
+
+    // Sends a request and waits until the daemon completes it; returns its replies in order.
+    std::vector<std::string> request(const std::string& text);
+    // Management: a change with notification, a write and a read (see docs/protocol.md).
+    Json notify(const std::string& itemsJson);
+    Json managementSet(const std::string& itemsJson);
+    Json managementGet(const std::vector<std::string>& roots);
+
+    // Blocks until the daemon closes the connection or close() is called.
+    void waitUntilClosed();
+    void close();
+    bool isOpen() const;
+    // Why the connection ended, when it has.
+    std::string closeReason() const;
+
+private:
+    struct Pending {
+        std::vector<std::string> replies;
+        std::string result;
+        bool done = false;
+    };
+
+    int m_fd = -1;
+    Handlers m_handlers;
+    int m_timeoutMs;
+    std::thread m_reader;
+    mutable std::mutex m_mutex;
+    std::mutex m_writeMutex;
+    std::condition_variable m_changed;
+    std::map<std::uint32_t, Pending> m_pending;
+    std::uint32_t m_nextId = 1;
+    bool m_open = true;
+    std::string m_closeReason;
+
+    void handshake(const std::string& name);
+    void readFrames();
+    void dispatch(const Frame& frame);
+    void markClosed(const std::string& reason);
+    void sendFrame(const Frame& frame);
+    Pending exchange(FrameKind kind, const std::string& text);
+    Json managementResult(const Pending& pending);
+};

@@ -1,0 +1,147 @@
+#include "RealTimeContext.h"
+
+RealTimeContext::RealTimeContext() = default;
+
+RealTimeContext::~RealTimeContext() { stop(); }
+
+void RealTimeContext::registerExecutable(const std::string& interfaceName, Executable* executable)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_executables[interfaceName] = executable;
+}
+
+void RealTimeContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_proxies[{interfaceName, clientName}] = proxy;
+}
+
+void RealTimeContext::setChannelName(Executable* executable, const std::string& channelName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_channels[executable] = channelName;
+}
+
+Executable* RealTimeContext::findExecutable(const std::string& interfaceName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_executables.find(interfaceName);
+    return it == m_executables.end() ? nullptr : it->second;
+}
+
+Executable* RealTimeContext::findProxy(const std::string& interfaceName, const std::string& clientName)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_proxies.find({interfaceName, clientName});
+    return it == m_proxies.end() ? nullptr : it->second;
+}
+
+std::string RealTimeContext::findChannel(Executable* executable)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_channels.find(executable);
+    return it == m_channels.end() ? std::string() : it->second;
+}
+
+int RealTimeContext::createTimer(Executable* owner, int durationMs)
+{
+    if (owner == nullptr || durationMs < 0) return kNoTimer;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const int id = m_nextTimerId++;
+    m_timers[id] = Timer{owner, durationMs, false, Clock::time_point{}, 0};
+    return id;
+}
+
+void RealTimeContext::startTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_timers.find(timerId);
+    if (it == m_timers.end()) return;
+    it->second.running = true;
+    it->second.deadline = Clock::now() + std::chrono::milliseconds(it->second.durationMs);
+    it->second.startSequence = m_startSequence++;
+    m_changed.notify_all();
+}
+
+void RealTimeContext::stopTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_timers.find(timerId);
+    if (it != m_timers.end()) it->second.running = false;
+    m_changed.notify_all();
+}
+
+void RealTimeContext::resetTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_timers.find(timerId);
+    if (it == m_timers.end() || !it->second.running) return;  // only a running countdown restarts
+    it->second.deadline = Clock::now() + std::chrono::milliseconds(it->second.durationMs);
+    it->second.startSequence = m_startSequence++;
+    m_changed.notify_all();
+}
+
+void RealTimeContext::deleteTimer(int timerId)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_timers.erase(timerId);
+    m_changed.notify_all();
+}
+
+bool RealTimeContext::timerRunning(int timerId) const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto it = m_timers.find(timerId);
+    return it != m_timers.end() && it->second.running;
+}
+
+void RealTimeContext::start()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_thread.joinable()) return;
+    m_stopping = false;
+    m_thread = std::thread([this] { deliverExpiries(); });
+}
+
+void RealTimeContext::stop()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = true;
+        m_changed.notify_all();
+    }
+    if (m_thread.joinable() && m_thread.get_id() != std::this_thread::get_id()) m_thread.join();
+}
+
+void RealTimeContext::deliverExpiries()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stopping) {
+        int dueId = kNoTimer;
+        Clock::time_point earliest = Clock::time_point::max();
+        long long earliestSequence = 0;
+        for (const auto& [id, timer] : m_timers) {
+            if (!timer.running) continue;
+            if (timer.deadline < earliest || (timer.deadline == earliest && timer.startSequence < earliestSequence)) {
+                earliest = timer.deadline;
+                earliestSequence = timer.startSequence;
+                dueId = id;
+            }
+        }
+        if (dueId == kNoTimer) {
+            m_changed.wait(lock);
+            continue;
+        }
+        if (Clock::now() < earliest) {
+            m_changed.wait_until(lock, earliest);
+            continue;  // something may have changed meanwhile: look again
+        }
+        Timer& timer = m_timers[dueId];
+        timer.running = false;
+        Executable* owner = timer.owner;
+        // Delivered without the context's lock: the owner drives its timers from timerEvent.
+        lock.unlock();
+        owner->timerEvent(dueId);
+        lock.lock();
+    }
+}

@@ -1,0 +1,317 @@
+#include "ScriptRunner.h"
+
+#include <cctype>
+#include <istream>
+#include <ostream>
+#include <regex>
+#include <stdexcept>
+
+#include "Executable.h"
+#include "FrameworkContext.h"
+#include "HardwareVersion.h"
+#include "InvokerResponse.h"
+#include "Logging.h"
+#include "MgmtAgentIfc.h"
+#include "PluginLibrary.h"
+#include "ProxyRequest.h"
+#include "TextQuote.h"
+
+namespace {
+const char* const kEventInterface = "DigitAnalysisServiceEventIfc";
+
+bool isBlank(char c) { return c == ' ' || c == '\t'; }
+
+// Splits "WORD REST" at the first blank: REST is everything after that one blank.
+void splitWord(const std::string& text, std::string& word, std::string& rest)
+{
+    const auto blank = text.find(' ');
+    word = text.substr(0, blank);
+    rest = blank == std::string::npos ? std::string() : text.substr(blank + 1);
+}
+}  // namespace
+
+// A fault in the script, at a column of its line when one can be named.
+struct ScriptRunner::ScriptError : std::runtime_error {
+    ScriptError(const std::string& message, std::size_t atColumn = 0) : std::runtime_error(message), column(atColumn) {}
+    std::size_t column;
+};
+
+// The request channel of one client's event proxy: events and requests become output lines.
+class ScriptRunner::ClientChannel : public ProxyRequest {
+public:
+    ClientChannel(ScriptRunner& runner, std::string client) : m_runner(runner), m_client(std::move(client)) {}
+    void setMessageFormat(const std::string& format) override { m_format = format; }
+    void sendEvent(const std::string& message) override { m_runner.emit(m_client + " event " + quoteText(message)); }
+    void sendRequest(const std::string& request, std::string& reply) override
+    {
+        m_runner.emit(m_client + " request " + quoteText(request));
+        reply = m_runner.m_answers[m_client];
+        m_runner.emit(m_client + " answer " + quoteText(reply));
+    }
+    FrameworkContext* getFrameworkContext() override { return &m_runner.m_context; }
+
+private:
+    ScriptRunner& m_runner;
+    std::string m_client;
+    std::string m_format;
+};
+
+// The reply channel of one request.
+class ScriptRunner::Response : public InvokerResponse {
+public:
+    Response(ScriptRunner& runner, std::string client) : m_runner(runner), m_client(std::move(client)) {}
+    void sendResponse(const char* data, int length) override
+    {
+        const std::string text = data != nullptr && length > 0 ? std::string(data, static_cast<std::size_t>(length)) : "";
+        m_runner.emit((m_client.empty() ? "-" : m_client) + " reply " + quoteText(text));
+    }
+    void responseComplete() override { ++completions; }
+    void getSenderName(std::string& name) override { name = m_client; }
+    int completions = 0;
+
+private:
+    ScriptRunner& m_runner;
+    std::string m_client;
+};
+
+ScriptRunner::ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std::optional<int> logLevel,
+                           std::ostream& out)
+    : m_plugin(plugin),
+      m_out(out),
+      m_config(config),
+      m_dataAccess(m_database,
+                   [this](const std::string& request, const std::string& response) {
+                       emit("das " + quoteText(request) + " -> " + quoteText(response));
+                   }),
+      m_media([this](const std::string& line) { emit("tone " + line); })
+{
+    if (logLevel) {
+        platformlog::setThreshold(*logLevel);
+        platformlog::setSink([this](const LogRecord& record) { logLine(record.level, record.sourceFile, record.text); });
+    } else {
+        platformlog::setThreshold(0);
+        platformlog::setSink([](const LogRecord&) {});
+    }
+    m_store.setUpdateObserver([this](const std::string& text) { emit("config-update " + quoteText(text)); });
+    m_context.registerExecutable("LocalMgmtIfc", &m_store);
+    m_context.registerExecutable("DataAccessServiceIfc", &m_dataAccess);
+    m_context.registerExecutable("MediaControlServiceIfc", &m_media);
+    m_context.registerExecutable("TeamServiceIfc", &m_team);
+    m_context.registerExecutable("ClockServiceIfc", &m_clock);
+    applyConfig(m_config, true);
+}
+
+ScriptRunner::~ScriptRunner()
+{
+    // The service borrows the proxies: it goes first.
+    m_service.reset();
+    m_invoker.reset();
+    m_proxies.clear();
+    platformlog::setSink({});
+    platformlog::setThreshold(platformlog::kDefaultThreshold);
+}
+
+void ScriptRunner::emit(const std::string& line) { m_out << '@' << m_context.now() << ' ' << line << '\n'; }
+
+void ScriptRunner::logLine(int level, const std::string& source, const std::string& text)
+{
+    emit("log " + std::to_string(level) + " " + source + " " + quoteText(stablePointers(text)));
+}
+
+// Addresses differ from run to run; each distinct one is shown as <ptrN> in order of appearance.
+std::string ScriptRunner::stablePointers(const std::string& text)
+{
+    static const std::regex pointer("0x[0-9a-f]{6,16}");
+    std::string result;
+    auto last = text.cbegin();
+    for (std::sregex_iterator it(text.begin(), text.end(), pointer), end; it != end; ++it) {
+        result.append(last, text.cbegin() + it->position());
+        auto& name = m_pointerNames[it->str()];
+        if (name.empty()) name = "<ptr" + std::to_string(m_pointerNames.size()) + ">";
+        result += name;
+        last = text.cbegin() + it->position() + it->length();
+    }
+    result.append(last, text.cend());
+    return result;
+}
+
+int ScriptRunner::run(std::istream& script, const std::string& scriptName, std::ostream& err)
+{
+    m_err = &err;
+    m_scriptName = scriptName;
+    std::string line;
+    for (std::size_t number = 1; std::getline(script, line); ++number) {
+        m_lineNumber = number;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        std::size_t start = 0;
+        while (start < line.size() && isBlank(line[start])) ++start;
+        if (start == line.size() || line[start] == '#') continue;
+        std::string command;
+        std::string argument;
+        splitWord(line.substr(start), command, argument);
+        const std::size_t argumentColumn = start + command.size() + 2;
+        try {
+            execute(command, argument, argumentColumn);
+        } catch (const ScriptError& error) {
+            m_out.flush();
+            err << scriptName << ':' << number;
+            if (error.column > 0) err << ':' << error.column;
+            err << ": " << error.what() << std::endl;
+            return 2;
+        }
+    }
+    m_out.flush();
+    return 0;
+}
+
+void ScriptRunner::execute(const std::string& command, const std::string& argument, std::size_t argumentColumn)
+{
+    if (command == "config") {
+        try {
+            applyConfig(parseHostConfig(argument), false);
+        } catch (const JsonTextError& error) {
+            throw ScriptError(error.what(), argumentColumn + static_cast<std::size_t>(error.column()) - 1);
+        }
+    } else if (command == "init") {
+        if (!argument.empty()) throw ScriptError("init takes no argument");
+        if (m_service) throw ScriptError("the service is already started");
+        start();
+    } else if (command == "send" || command == "answer") {
+        std::string client;
+        std::string text;
+        splitWord(argument, client, text);
+        if (client.empty()) throw ScriptError(command + " needs a client name (\"-\" for none)");
+        if (command == "answer") {
+            m_answers[client] = text;
+        } else {
+            send(client == "-" ? std::string() : client, text);
+        }
+    } else if (command == "wait") {
+        if (argument.empty() || argument.find_first_not_of("0123456789") != std::string::npos ||
+            argument.size() > 15) {
+            const bool negative = !argument.empty() && argument[0] == '-';
+            throw ScriptError(negative ? "wait cannot go back in time: " + argument
+                                       : "wait needs a number of milliseconds, not \"" + argument + "\"");
+        }
+        m_context.advance(std::stoll(argument));
+    } else if (command == "notify") {
+        notify(argument, argumentColumn);
+    } else if (command == "mgmt-set") {
+        managementSet(argument, argumentColumn);
+    } else if (command == "mgmt-get") {
+        managementGet(argument);
+    } else {
+        throw ScriptError("unknown command \"" + command + "\"");
+    }
+}
+
+void ScriptRunner::applyConfig(const HostConfig& fragment, bool initial)
+{
+    if (!initial && fragment.hasDialPlan) {
+        if (m_service) throw ScriptError("the service is running: write a dial plan with mgmt-set");
+        m_config.dialPlan = fragment.dialPlan;
+        m_config.hasDialPlan = true;
+    }
+    m_store.mergeSerialized(fragment.storeItems.serialize());
+    for (const auto& line : fragment.teamLines) m_team.setLine(line.line, line.type, line.destination);
+    if (fragment.subPlatformVariant) HardwareVersion::setHWSubPlatformVariant(*fragment.subPlatformVariant);
+}
+
+void ScriptRunner::ensureStarted()
+{
+    if (!m_service) start();
+}
+
+void ScriptRunner::start()
+{
+    m_service.reset(m_plugin.createService());
+    if (!m_service) throw ScriptError("the plug-in created no service");
+    m_service->init(m_context);
+    m_invoker.reset(m_plugin.createInvoker());
+    if (!m_invoker) throw ScriptError("the plug-in created no invoker");
+    m_invoker->initInvoker(&m_context);
+    m_agent = dynamic_cast<MgmtAgentIfc*>(m_service.get());
+    if (m_agent == nullptr) throw ScriptError("the plug-in's service offers no management face");
+    if (m_config.hasDialPlan) {
+        ManageableData plan = m_config.dialPlan;
+        emit(std::string("mgmt-set ") + (writeThroughManagement(plan) ? "true" : "false"));
+    }
+}
+
+Executable* ScriptRunner::proxyFor(const std::string& client)
+{
+    auto found = m_proxies.find(client);
+    if (found != m_proxies.end()) return found->second.get();
+    Proxy* proxy = m_plugin.createEventProxy();
+    if (proxy == nullptr) throw ScriptError("the plug-in created no event proxy");
+    auto channel = std::make_unique<ClientChannel>(*this, client);
+    proxy->initProxy(*channel);
+    m_context.registerProxy(kEventInterface, client, proxy);
+    m_context.setChannelName(proxy, client);
+    m_channels[client] = std::move(channel);
+    m_proxies[client].reset(proxy);
+    return proxy;
+}
+
+void ScriptRunner::send(const std::string& client, const std::string& text)
+{
+    ensureStarted();
+    if (!client.empty()) proxyFor(client);
+    Response response(*this, client);
+    m_invoker->handleMessage(m_service.get(), text.data(), static_cast<int>(text.size()), &response);
+    // A framework would wait for the completion; the script goes on but says so.
+    if (response.completions != 1 && m_err != nullptr) {
+        *m_err << m_scriptName << ':' << m_lineNumber << ": warning: the request was completed "
+               << response.completions << " times instead of once" << std::endl;
+    }
+}
+
+void ScriptRunner::notify(const std::string& json, std::size_t column)
+{
+    ManageableData change;
+    try {
+        change = rootItemsFromJson(json);
+    } catch (const JsonTextError& error) {
+        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
+    }
+    ensureStarted();
+    m_store.mergeSerialized(change.serialize());
+    m_agent->manageableDataChanged(change);
+}
+
+bool ScriptRunner::writeThroughManagement(ManageableData& data)
+{
+    StoreBatch batch(m_database);
+    return m_agent->setData(data);
+}
+
+void ScriptRunner::managementSet(const std::string& json, std::size_t column)
+{
+    ManageableData data;
+    try {
+        data = rootItemsFromJson(json);
+    } catch (const JsonTextError& error) {
+        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
+    }
+    ensureStarted();
+    emit(std::string("mgmt-set ") + (writeThroughManagement(data) ? "true" : "false"));
+}
+
+void ScriptRunner::managementGet(const std::string& roots)
+{
+    ManageableData data;
+    std::size_t start = 0;
+    while (start < roots.size()) {
+        const auto end = roots.find(' ', start);
+        const std::string root = roots.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        if (!root.empty()) data.addRootId(root);
+        if (end == std::string::npos) break;
+        start = end + 1;
+    }
+    std::vector<std::string> rootIds;
+    data.getRootIds(rootIds);
+    if (rootIds.empty()) throw ScriptError("mgmt-get needs at least one root name");
+    ensureStarted();
+    m_agent->getData(data);
+    for (const auto& [path, value] : data.items()) emit("mgmt-get " + path + " " + quoteText(value));
+}

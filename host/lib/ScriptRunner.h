@@ -1,0 +1,78 @@
+#pragma once
+// The simulator's engine: runs a script of commands against the plug-in's service on the
+// in-process platform with a virtual clock, and prints every observable event as one
+// line "@T ..." with T the virtual time in milliseconds.
+
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "HostConfig.h"
+#include "HostPeers.h"
+#include "InProcessContext.h"
+#include "MemoryConfigStore.h"
+#include "RecordingPeers.h"
+#include "SqliteDataAccessService.h"
+
+class Executable;
+class Invoker;
+class MgmtAgentIfc;
+class PluginLibrary;
+
+class ScriptRunner {
+public:
+    // `logLevel`: print the service's log lines of that level or more severe.
+    ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out);
+    ~ScriptRunner();
+    ScriptRunner(const ScriptRunner&) = delete;
+    ScriptRunner& operator=(const ScriptRunner&) = delete;
+
+    // Runs every command of the script. Returns 0, or 2 after writing "NAME:LINE: reason"
+    // to `err` when a command is wrong.
+    int run(std::istream& script, const std::string& scriptName, std::ostream& err);
+
+private:
+    class ClientChannel;
+    class Response;
+    struct ScriptError;
+
+    PluginLibrary& m_plugin;
+    std::ostream& m_out;
+    HostConfig m_config;
+
+    InProcessContext m_context;
+    MemoryConfigStore m_store;
+    SqliteDataAccessService m_database{":memory:"};
+    ObservedDataAccessService m_dataAccess;
+    ReportingMediaControl m_media;
+    RecordingTeamService m_team;
+    FixedClock m_clock{2026, 1, 15, 9, 30, 0};
+
+    std::map<std::string, std::string> m_answers;
+    std::map<std::string, std::unique_ptr<ClientChannel>> m_channels;
+    std::map<std::string, std::unique_ptr<Executable>> m_proxies;
+    std::unique_ptr<Executable> m_service;
+    std::unique_ptr<Invoker> m_invoker;
+    MgmtAgentIfc* m_agent = nullptr;
+    std::map<std::string, std::string> m_pointerNames;
+    std::ostream* m_err = nullptr;
+    std::string m_scriptName;
+    std::size_t m_lineNumber = 0;
+
+    void emit(const std::string& line);
+    void logLine(int level, const std::string& source, const std::string& text);
+    std::string stablePointers(const std::string& text);
+
+    void execute(const std::string& command, const std::string& argument, std::size_t argumentColumn);
+    void applyConfig(const HostConfig& fragment, bool initial);
+    void ensureStarted();
+    void start();
+    void send(const std::string& client, const std::string& text);
+    void notify(const std::string& json, std::size_t column);
+    void managementSet(const std::string& json, std::size_t column);
+    void managementGet(const std::string& roots);
+    bool writeThroughManagement(ManageableData& data);
+    Executable* proxyFor(const std::string& client);
+};
