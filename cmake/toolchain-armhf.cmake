@@ -13,7 +13,14 @@ set(CMAKE_LIBRARY_ARCHITECTURE ${DAS_ARMHF_TRIPLET})
 # GCC notes on ARM that the passing of some aggregates changed in GCC 7.1 (-Wpsabi). That
 # matters only when linking with code built by GCC 6 or older, which nothing here is; the
 # notes would bury real diagnostics.
-set(CMAKE_CXX_FLAGS_INIT "-Wno-psabi")
+#
+# time_t and off_t are 32 bits on armhf by default (64 on x86-64): the clock would wrap in
+# January 2038 and files stop at 2 GiB. glibc's 64-bit time interface makes them 64 bits as
+# on x86-64 (and as Debian does for armhf from release 13 on). Nothing of ours passes time_t
+# or off_t to a library built without it.
+set(DAS_ARMHF_DEFINES "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
+set(CMAKE_C_FLAGS_INIT "${DAS_ARMHF_DEFINES}")
+set(CMAKE_CXX_FLAGS_INIT "${DAS_ARMHF_DEFINES} -Wno-psabi")
 
 # The cross compiler's own C and C++ runtime (what the programs are linked against), the
 # multiarch libraries, and the prefix where the installer unpacks armhf development files

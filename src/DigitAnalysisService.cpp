@@ -1499,17 +1499,20 @@ private:
     bool m_alpha = false;
     bool m_restricted = false;
 
-    bool refused();
+    // The steps that read the service's settings run inside convertToCanonical, under the
+    // service lock; the analysis cannot tie m_service's lock to the caller's, so they are
+    // not analysed.
+    bool refused() DAS_NO_THREAD_SAFETY_ANALYSIS;
     bool exactListMatch(const std::string& list);
     void clean();
-    void removeBracketedZeroOfForeignNumber();
+    void removeBracketedZeroOfForeignNumber() DAS_NO_THREAD_SAFETY_ANALYSIS;
     bool finishInternationalForm(std::string& number);
-    void applyGeneralRules();
+    void applyGeneralRules() DAS_NO_THREAD_SAFETY_ANALYSIS;
     void applyUsRules();
     void applyNorthAmericanPlan(long long trueLength);
     void usConversionFailed();
-    bool outcome(std::string& number);
-    bool applyLocalCodeLookup(std::string& number);
+    bool outcome(std::string& number) DAS_NO_THREAD_SAFETY_ANALYSIS;
+    bool applyLocalCodeLookup(std::string& number) DAS_NO_THREAD_SAFETY_ANALYSIS;
     void logWorkingString() { DAS_TRACE("convertToCanonical() - working string='%s'.", W.c_str()); }
 };
 
@@ -1623,6 +1626,8 @@ void DigitAnalysisService::CanonicalConversion::removeBracketedZeroOfForeignNumb
     if (!L.empty() && !I.empty() && startsWith(preview, L + I)) {
         m_service.replace(preview, L + I, "+");
     } else if (startsWith(preview, I)) {
+        // The three cases follow the rule as it is worded; two of them act alike.
+        // NOLINTNEXTLINE(bugprone-branch-clone)
         if (L + N != I) {
             m_service.replace(preview, I, "+");
         } else if (!m_service.m_ChkExpectDialNum && startsWith(preview, I + C)) {

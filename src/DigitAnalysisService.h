@@ -15,6 +15,7 @@
 #include "ManageableData.h"
 #include "MgmtAgentIfc.h"
 #include "Semaphore.h"
+#include "ThreadSafety.h"
 
 class CallPartyIdentifier;
 class ClockServiceIfc;
@@ -61,7 +62,8 @@ public:
     DigitAnalysisService& operator=(const DigitAnalysisService&) = delete;
 
     // Framework life cycle.
-    void init(Context& context) override;
+    // Runs once, before the framework lets anything else reach the service: not analysed.
+    void init(Context& context) override DAS_NO_THREAD_SAFETY_ANALYSIS;
     void shutdown() override;
     void timerEvent(int timerId) override;
     void run() override;
@@ -123,7 +125,9 @@ public:
 
     // Timers.
     void initTimerDetails(TimerDetails* details, int duration);
-    bool makeTimer(TimerDetails* details);
+    // Called under the service lock, or by init; the record is named by a pointer, which the
+    // thread safety analysis cannot follow to the member it guards.
+    bool makeTimer(TimerDetails* details) DAS_NO_THREAD_SAFETY_ANALYSIS;
     void beginTimer(TimerDetails* details);
     void endTimer(TimerDetails* details);
     bool actionTimeout(TimerDetails* details, int timerId);
@@ -144,7 +148,9 @@ public:
     std::string getToken(const std::string& list, std::string::size_type& position);
     void tokenize(std::string list, std::vector<std::string>& tokens);
     bool prefixMatchesList(const std::string& number, const std::string& list, std::string& matched);
-    bool isCountryCodeNationalCodeLocalEnterpriseNode(const std::string& number) const;
+    // Takes no lock of its own, as the other digit string utilities: the conversions call it
+    // under the service lock.
+    bool isCountryCodeNationalCodeLocalEnterpriseNode(const std::string& number) const DAS_NO_THREAD_SAFETY_ANALYSIS;
 
     // Emergency, lock-bypass and feature access code numbers.
     int digitsMatchEmergencyNumber(const std::string& digits);
@@ -156,82 +162,87 @@ public:
     // Diagnostic calls.
     bool detectDiagnosticCall(std::string& number);
 
-    // Read-only views for the simulator's trace and for tests.
+    // Read-only views for the simulator's trace and for tests, read between operations and
+    // without the service lock: not analysed.
     int getSoftwareType() const { return m_softwareType; }
     const TimerDetails& autoDialTimer() const { return m_autoDialTimer; }
     const TimerDetails& initialDigitTimer() const { return m_initialDigitTimer; }
     const TimerDetails& partyDetailsTimer() const { return m_partyDetailsTimer; }
     const TimerDetails& extendedInitialDigitTimer() const { return m_extendedInitialDigitTimer; }
     const TimerDetails& dialPlanTimer() const { return m_dialPlanTimer; }
-    DialPlan* getDialPlan() const { return m_dialPlan; }
+    DialPlan* getDialPlan() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_dialPlan; }
     // The canonical dial settings by item key ("countryCode", ..., "dialNeedsIntGWcode").
-    std::map<std::string, std::string> canonicalSettings() const;
+    std::map<std::string, std::string> canonicalSettings() const DAS_NO_THREAD_SAFETY_ANALYSIS;
     const std::multimap<std::string, std::string>& localCodeLookup() const { return m_localCodeLookup; }
     const std::string& emergencyE164() const { return m_emergencyE164; }
-    bool phoneLockActive() const { return m_phoneLockActive; }
-    int hotWarmPhoneType() const { return m_hotWarmPhoneType; }
+    bool phoneLockActive() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_phoneLockActive; }
+    int hotWarmPhoneType() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_hotWarmPhoneType; }
     const std::string& hotWarmPhoneDigits() const { return m_hotWarmPhoneDigits; }
-    bool ringCentralServer() const { return m_ringCentralServer; }
+    bool ringCentralServer() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_ringCentralServer; }
     const std::vector<std::string>& facPrefixes() const { return m_facPrefixes; }
     LocalMgmtIfc* localMgmt() const { return m_localMgmt; }
-    TeamServiceIfc* teamService() const { return m_teamService; }
-    MediaControlServiceIfc* mediaControlService() const { return m_mediaControlService; }
+    TeamServiceIfc* teamService() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_teamService; }
+    MediaControlServiceIfc* mediaControlService() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_mediaControlService; }
     DataAccessServiceIfc* dataAccessService() const { return m_dataAccessService; }
 
 private:
+    // Written only by init, before any other thread reaches the service; read-only after.
     Context* m_context = nullptr;
-    MediaControlServiceIfc* m_mediaControlService = nullptr;
+    MediaControlServiceIfc* m_mediaControlService DAS_GUARDED_BY(m_serviceLock) = nullptr;
     LocalMgmtIfc* m_localMgmt = nullptr;
-    TeamServiceIfc* m_teamService = nullptr;
-    DigitAnalysisServiceEventIfc* m_dialler = nullptr;
-    DigitAnalysisServiceEventIfc* m_callContextProvider = nullptr;
-    std::string m_startDigits;
-    bool m_dialTonePlaying = false;
-    bool m_blindTransferDialling = false;
-    bool m_dialTonePendingAfterStart = false;
-    std::string m_latestDialledDigits;
+    TeamServiceIfc* m_teamService DAS_GUARDED_BY(m_serviceLock) = nullptr;
+    DigitAnalysisServiceEventIfc* m_dialler DAS_GUARDED_BY(m_serviceLock) = nullptr;
+    DigitAnalysisServiceEventIfc* m_callContextProvider DAS_GUARDED_BY(m_serviceLock) = nullptr;
+    std::string m_startDigits DAS_GUARDED_BY(m_serviceLock);
+    bool m_dialTonePlaying DAS_GUARDED_BY(m_dialToneLock) = false;
+    bool m_blindTransferDialling DAS_GUARDED_BY(m_serviceLock) = false;
+    bool m_dialTonePendingAfterStart DAS_GUARDED_BY(m_serviceLock) = false;
+    std::string m_latestDialledDigits DAS_GUARDED_BY(m_serviceLock);
 
-    TimerDetails m_autoDialTimer;
-    TimerDetails m_initialDigitTimer;
-    TimerDetails m_partyDetailsTimer;
-    TimerDetails m_extendedInitialDigitTimer;
+    TimerDetails m_autoDialTimer DAS_GUARDED_BY(m_serviceLock);
+    TimerDetails m_initialDigitTimer DAS_GUARDED_BY(m_serviceLock);
+    TimerDetails m_partyDetailsTimer DAS_GUARDED_BY(m_serviceLock);
+    TimerDetails m_extendedInitialDigitTimer DAS_GUARDED_BY(m_serviceLock);
 
     // The canonical dial settings.
-    std::string m_TextCountryCode;
-    std::string m_TextNationalPrefix;
-    std::string m_TextAreaCode;
-    std::string m_TextMinLocalNumberLength;
-    std::string m_TextLocalEnterpriseNode;
-    std::string m_TextLocalCallPrefix;
-    std::string m_TextInternationalPrefix;
-    std::string m_TextOperatorCode;
-    std::string m_TextEmergencyNumber;
-    std::string m_TextExtensionInitialDigits;
-    std::multimap<std::string, std::string> m_localCodeLookup;  // local code -> international code
-    int m_hotWarmPhoneType = 0;
-    std::string m_hotWarmPhoneDigits;
-    ManageableData m_canonicalData;
+    std::string m_TextCountryCode DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextNationalPrefix DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextAreaCode DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextMinLocalNumberLength DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextLocalEnterpriseNode DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextLocalCallPrefix DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextInternationalPrefix DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextOperatorCode DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextEmergencyNumber DAS_GUARDED_BY(m_serviceLock);
+    std::string m_TextExtensionInitialDigits DAS_GUARDED_BY(m_serviceLock);
+    std::multimap<std::string, std::string> m_localCodeLookup DAS_GUARDED_BY(m_serviceLock);  // local code -> international code
+    int m_hotWarmPhoneType DAS_GUARDED_BY(m_serviceLock) = 0;
+    std::string m_hotWarmPhoneDigits DAS_GUARDED_BY(m_serviceLock);
+    ManageableData m_canonicalData DAS_GUARDED_BY(m_serviceLock);
     std::atomic<int> m_canonicalDataValid{0};  // read without the service lock
-    bool m_ChkExpectDialNum = false;
-    unsigned int m_dialInternalForm = 0;
-    unsigned int m_dialExternalForm = 0;
-    unsigned int m_dialNeedsAccessCode = 1;
-    unsigned int m_dialNeedsIntGWcode = 0;
+    bool m_ChkExpectDialNum DAS_GUARDED_BY(m_serviceLock) = false;
+    unsigned int m_dialInternalForm DAS_GUARDED_BY(m_serviceLock) = 0;
+    unsigned int m_dialExternalForm DAS_GUARDED_BY(m_serviceLock) = 0;
+    unsigned int m_dialNeedsAccessCode DAS_GUARDED_BY(m_serviceLock) = 1;
+    unsigned int m_dialNeedsIntGWcode DAS_GUARDED_BY(m_serviceLock) = 0;
 
+    // The service lock (re-entrant) guards the members marked with it; the dial-tone lock only
+    // the dial tone state, and is always taken after the service lock. Clang checks both
+    // (-Wthread-safety, the "clang" preset).
     Semaphore m_serviceLock{1, 1, true};
     Semaphore m_dialToneLock{1, 1, false};
 
-    std::string m_emergencyE164;
-    bool m_phoneLockActive = false;
-    bool m_lockBypassMatch = false;
+    std::string m_emergencyE164 DAS_GUARDED_BY(m_serviceLock);
+    bool m_phoneLockActive DAS_GUARDED_BY(m_serviceLock) = false;
+    bool m_lockBypassMatch DAS_GUARDED_BY(m_serviceLock) = false;
     int m_softwareType = 0;
     unsigned int m_hwSubPlatformVariant = 0;
-    DialPlan* m_dialPlan = nullptr;
-    TimerDetails m_dialPlanTimer;
-    DataAccessServiceIfc* m_dataAccessService = nullptr;
-    bool m_onHookDialling = false;
-    std::vector<std::string> m_facPrefixes;
-    bool m_ringCentralServer = false;
+    DialPlan* m_dialPlan DAS_GUARDED_BY(m_serviceLock) = nullptr;
+    TimerDetails m_dialPlanTimer DAS_GUARDED_BY(m_serviceLock);
+    DataAccessServiceIfc* m_dataAccessService = nullptr;  // written only by init
+    bool m_onHookDialling DAS_GUARDED_BY(m_serviceLock) = false;
+    std::vector<std::string> m_facPrefixes DAS_GUARDED_BY(m_serviceLock);
+    bool m_ringCentralServer DAS_GUARDED_BY(m_serviceLock) = false;
 
     // Pieces of init and extractData.
     void readSoftwareType();
@@ -251,26 +262,26 @@ private:
     void reloadDialPlanFromStorage();
 
     // Pieces of the timers and the dialling session.
-    TimerDetails* timerOwning(int timerId);
-    void autoDialTimeout(int timerId);
-    void dialPlanTimeout(int timerId);
-    bool placeHotOrWarmCall(const CallPartyIdentifier& identifier, bool isFollowOnCall);
-    int dialPlanAction(std::string* digits, unsigned int* timer);
-    int dialStringUnlocked(std::string* digits, bool complete);
-    int dialStringLocked(std::string* digits, bool complete);
-    void updateDialPlanTimer(unsigned int seconds);
-    void clearSession();
-    void keepDigits(std::string* digits);
-    void discardDigits(std::string* digits);
+    TimerDetails* timerOwning(int timerId) DAS_REQUIRES(m_serviceLock);
+    void autoDialTimeout(int timerId) DAS_REQUIRES(m_serviceLock);
+    void dialPlanTimeout(int timerId) DAS_REQUIRES(m_serviceLock);
+    bool placeHotOrWarmCall(const CallPartyIdentifier& identifier, bool isFollowOnCall) DAS_REQUIRES(m_serviceLock);
+    int dialPlanAction(std::string* digits, unsigned int* timer) DAS_REQUIRES(m_serviceLock);
+    int dialStringUnlocked(std::string* digits, bool complete) DAS_REQUIRES(m_serviceLock);
+    int dialStringLocked(std::string* digits, bool complete) DAS_REQUIRES(m_serviceLock);
+    void updateDialPlanTimer(unsigned int seconds) DAS_REQUIRES(m_serviceLock);
+    void clearSession() DAS_REQUIRES(m_serviceLock);
+    void keepDigits(std::string* digits) DAS_REQUIRES(m_serviceLock);
+    void discardDigits(std::string* digits) DAS_REQUIRES(m_serviceLock);
     // The id each record's last re-creation replaced: a late expiry of it is stale.
-    std::map<const TimerDetails*, int> m_replacedTimerIds;
+    std::map<const TimerDetails*, int> m_replacedTimerIds DAS_GUARDED_BY(m_serviceLock);
 
     // Steps of the number conversions.
     class CanonicalConversion;
-    bool dialOwnNetworkForm(const std::string& number, std::string& output);
-    void dialOutsideNetworkForm(const std::string& number, std::string& output);
-    bool ringCentralRefuses(const std::string& number, std::string& working);
-    void completeRingCentralNumber(std::string& working);
+    bool dialOwnNetworkForm(const std::string& number, std::string& output) DAS_REQUIRES(m_serviceLock);
+    void dialOutsideNetworkForm(const std::string& number, std::string& output) DAS_REQUIRES(m_serviceLock);
+    bool ringCentralRefuses(const std::string& number, std::string& working) DAS_REQUIRES(m_serviceLock);
+    void completeRingCentralNumber(std::string& working) DAS_REQUIRES(m_serviceLock);
 
     bool isSoftwareType2Or3() const { return m_softwareType == 2 || m_softwareType == 3; }
     bool isVariant3Or4() const { return m_hwSubPlatformVariant == 3 || m_hwSubPlatformVariant == 4; }
