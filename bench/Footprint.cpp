@@ -2,6 +2,7 @@
 // by the replaced global operator new: what init adds to the process, what the service
 // itself holds (freed when it is destroyed), and the sizes of its objects.
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 
@@ -28,7 +29,9 @@ int main()
     harness.das.clearRequests();
 
     const heapcount::Snapshot beforeInit = heapcount::now();
+    const auto started = std::chrono::steady_clock::now();
     DigitAnalysisService& service = harness.start();
+    const auto initTime = std::chrono::steady_clock::now() - started;
     const heapcount::Snapshot afterInit = heapcount::now();
     const DialPlan* loaded = service.getDialPlan();
     if (loaded == nullptr || loaded->getNumberOfEntries() != 50 || !loaded->getEnabled()) {
@@ -44,6 +47,8 @@ int main()
     std::printf("sizeof(DigitAnalysisService):      %zu bytes\n", sizeof(DigitAnalysisService));
     std::printf("sizeof(DialPlan):                  %zu bytes\n", sizeof(DialPlan));
     std::printf("sizeof(t_dialPlanEntry):           %zu bytes\n", sizeof(t_dialPlanEntry));
+    std::printf("time for create + init:            %.3f ms (in-process peers)\n",
+                std::chrono::duration<double, std::milli>(initTime).count());
     std::printf("allocations during create + init:  %zu\n", afterInit.allocations - beforeInit.allocations);
     std::printf("heap growth across create + init:  %zu bytes (service and what the in-process peers keep)\n",
                 afterInit.liveBytes - beforeInit.liveBytes);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Writes tests/golden/NAME.expected from das-sim's output for the named scripts (all when
-# none is named). The expected files are the specification of correct behaviour: read
+# none is named). The expected files define correct behaviour: read
 # every line of `git diff tests/golden` against the service's documented behaviour before
 # committing it.
 set -euo pipefail
