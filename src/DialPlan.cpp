@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 #include "ClientUtils.h"
@@ -99,6 +100,53 @@ void removeTerminator(const t_dialPlanEntry& entry, std::string& digits)
     if (entry.terminatorSent || digits.empty()) return;
     digits.pop_back();
     DAS_TRACE("terminator removed");
+}
+
+// Marks, in the top bit of each byte, the bytes of `word` that are not zero. No byte can
+// carry into the next: (b & 0x7f) + 0x7f is at most 0xfe.
+std::uint64_t nonZeroBytes(std::uint64_t word)
+{
+    constexpr std::uint64_t kLowBits = 0x7f7f7f7f7f7f7f7fULL;
+    return (((word & kLowBits) + kLowBits) | word) & ~kLowBits;
+}
+
+// Whether one pattern character accepts one dialled character. 'x' and 'X' are the only
+// characters that read 'x' with the lower-case bit (0x20) set.
+bool characterAgrees(char wanted, char given) { return wanted == given || (wanted | 0x20) == 'x'; }
+
+// Whether the pattern agrees with the dialled digits over the shorter of the two lengths:
+// "x" and "X" match any one character, every other character only itself. This runs for
+// every entry after every digit, so long patterns are compared eight characters at a time:
+// a character disagrees when it differs from the dialled one and is not a wildcard.
+bool patternAgrees(const std::string& pattern, const std::string& dialled)
+{
+    constexpr std::uint64_t kEveryByte = 0x0101010101010101ULL;
+    const std::size_t compared = std::min(pattern.size(), dialled.size());
+    const char* wanted = pattern.data();
+    const char* given = dialled.data();
+    std::size_t i = 0;
+    for (; i + 8 <= compared; i += 8) {
+        std::uint64_t wantedWord;
+        std::uint64_t givenWord;
+        std::memcpy(&wantedWord, wanted + i, 8);
+        std::memcpy(&givenWord, given + i, 8);
+        const std::uint64_t differing = nonZeroBytes(wantedWord ^ givenWord);
+        const std::uint64_t notWildcard = nonZeroBytes((wantedWord | kEveryByte * 0x20) ^ (kEveryByte * 'x'));
+        if ((differing & notWildcard) != 0) return false;
+    }
+    for (; i < compared; ++i) {
+        if (!characterAgrees(wanted[i], given[i])) return false;
+    }
+    return true;
+}
+
+// With trace logging off, an entry whose pattern disagrees with the digits is passed over
+// without matchEntry: its result would be "no match" and its lines would not be written.
+// Most entries of a plan disagree with most numbers, so this keeps the scan after each
+// digit to one comparison per entry.
+bool passesOverSilently(bool tracing, const t_dialPlanEntry& entry, const std::string& digits)
+{
+    return !tracing && !patternAgrees(entry.digitString, digits);
 }
 
 void setTimerOutput(unsigned int* timer, const t_dialPlanEntry& entry)
@@ -602,13 +650,9 @@ unsigned int DialPlan::matchEntry(std::string* digits, unsigned int index)
 
     const std::size_t dialledCount = dialled.size();
     const std::size_t patternLength = pattern.size();
-    const std::size_t compared = std::min(dialledCount, patternLength);
-    for (std::size_t i = 0; i < compared; ++i) {
-        if (pattern[i] == 'x' || pattern[i] == 'X') continue;
-        if (pattern[i] != dialled[i]) {
-            DAS_TRACE("no match");
-            return kNoMatch;
-        }
+    if (!patternAgrees(pattern, dialled)) {
+        DAS_TRACE("no match");
+        return kNoMatch;
     }
     if (dialledCount > patternLength && entry.action == kActionCheck) {
         DAS_TRACE("more dialed digits than pattern and action check - ignore entry");
@@ -651,12 +695,14 @@ int DialPlan::getAction(std::string* digits, unsigned int* timer)
 int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 {
     const int count = entriesInUse();
+    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_NONE;
         }
+        if (passesOverSilently(tracing, entry, digits)) continue;
         DAS_TRACE("valid entry found at index %d", index);
         switch (matchEntry(&digits, static_cast<unsigned int>(index))) {
         case kMatchPossible:
@@ -679,12 +725,14 @@ int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 int DialPlan::getOnHookAction(std::string& digits)
 {
     const int count = entriesInUse();
+    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_UNDEFINED;
         }
+        if (passesOverSilently(tracing, entry, digits)) continue;
         DAS_TRACE("valid entry found at index %d", index);
         const auto entryIndex = static_cast<unsigned int>(index);
         if (matchEntry(&digits, entryIndex) == kFullMatch) return onHookFullMatchAction(entry, digits);

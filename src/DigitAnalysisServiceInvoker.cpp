@@ -17,7 +17,12 @@ extern "C" Invoker* createDigitAnalysisServiceInvoker()
 
 namespace {
 
-constexpr const char* kEventInterfaceName = "DigitAnalysisServiceEventIfc";
+// Looked up for every message of a named client: made once, not for each look-up.
+const std::string& eventInterfaceName()
+{
+    static const std::string name = "DigitAnalysisServiceEventIfc";
+    return name;
+}
 constexpr const char kErrorReply[] = "errorresponse";
 
 // What handling one request produced.
@@ -345,7 +350,7 @@ DigitAnalysisServiceEventIfc* DigitAnalysisServiceInvoker::getCallbackInterface(
     std::string clientName;
     response->getSenderName(clientName);
     if (clientName.empty()) return nullptr;
-    Executable* proxy = m_context->findProxy(kEventInterfaceName, clientName);
+    Executable* proxy = m_context->findProxy(eventInterfaceName(), clientName);
     return dynamic_cast<DigitAnalysisServiceEventIfc*>(proxy);
 }
 

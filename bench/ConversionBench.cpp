@@ -1,0 +1,193 @@
+// The three number conversions over the corpus, on a Munich and a New York phone, and the
+// same corpus through libphonenumber (parse in the phone's region, format to E.164) in the
+// same run. After the run: the time ratio of the two canonical conversions and how far
+// their results agree.
+
+#include <benchmark/benchmark.h>
+#include <phonenumbers/logger.h>
+#include <phonenumbers/phonenumber.pb.h>
+#include <phonenumbers/phonenumberutil.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Corpus.h"
+#include "Phones.h"
+#include "Reports.h"
+#include "TimedLoop.h"
+
+namespace {
+
+using i18n::phonenumbers::PhoneNumber;
+using i18n::phonenumbers::PhoneNumberUtil;
+
+const char* const kRegions[] = {"DE", "US"};
+
+std::vector<std::string> corpusTexts(const std::string& region)
+{
+    std::vector<std::string> texts;
+    for (const auto& number : benchcorpus::ofRegion(region)) texts.push_back(number.text);
+    return texts;
+}
+
+PhoneNumberUtil& phoneNumberUtil()
+{
+    static PhoneNumberUtil* util = [] {
+        PhoneNumberUtil* instance = PhoneNumberUtil::GetInstance();
+        instance->SetLogger(new i18n::phonenumbers::NullLogger());
+        return instance;
+    }();
+    return *util;
+}
+
+// libphonenumber's canonical form of `text` dialled in `region`; false when it cannot parse it.
+bool libraryCanonical(const std::string& text, const char* region, PhoneNumber& parsed, std::string& e164)
+{
+    parsed.Clear();
+    if (phoneNumberUtil().Parse(text, region, &parsed) != PhoneNumberUtil::NO_PARSING_ERROR) return false;
+    phoneNumberUtil().Format(parsed, PhoneNumberUtil::E164, &e164);
+    return true;
+}
+
+void BM_ConvertToCanonical(benchmark::State& state, const char* region)
+{
+    auto phone = benchphones::start(region);
+    DigitAnalysisService& service = phone->service();
+    std::string work;
+    work.reserve(64);
+    timedLoop(state, corpusTexts(region), [&](const std::string& text) {
+        work.assign(text);
+        benchmark::DoNotOptimize(service.convertToCanonical(work));
+    });
+}
+BENCHMARK_CAPTURE(BM_ConvertToCanonical, DE, "DE")->ArgName("trace")->Arg(0)->Arg(1);
+BENCHMARK_CAPTURE(BM_ConvertToCanonical, US, "US")->ArgName("trace")->Arg(0)->Arg(1);
+
+void BM_LibPhoneNumber_ParseFormatE164(benchmark::State& state, const char* region)
+{
+    PhoneNumber parsed;
+    std::string e164;
+    phoneNumberUtil();
+    timedLoop(state, corpusTexts(region), [&](const std::string& text) {
+        benchmark::DoNotOptimize(libraryCanonical(text, region, parsed, e164));
+    }, LoggingArgument::kNone);
+}
+BENCHMARK_CAPTURE(BM_LibPhoneNumber_ParseFormatE164, DE, "DE");
+BENCHMARK_CAPTURE(BM_LibPhoneNumber_ParseFormatE164, US, "US");
+
+// The canonical forms the phone made of its region's corpus: what it converts back.
+std::vector<std::string> canonicalForms(DigitAnalysisService& service, const std::string& region)
+{
+    std::vector<std::string> forms;
+    for (std::string text : corpusTexts(region)) {
+        if (service.convertToCanonical(text)) forms.push_back(text);
+    }
+    return forms;
+}
+
+void BM_ConvertCanonicalToLocalDialable(benchmark::State& state, const char* region)
+{
+    auto phone = benchphones::start(region);
+    DigitAnalysisService& service = phone->service();
+    std::string work;
+    work.reserve(64);
+    timedLoop(state, canonicalForms(service, region), [&](const std::string& text) {
+        work.assign(text);
+        benchmark::DoNotOptimize(service.convertCanonicalToLocalDialable(work));
+    });
+}
+BENCHMARK_CAPTURE(BM_ConvertCanonicalToLocalDialable, DE, "DE")->ArgName("trace")->Arg(0)->Arg(1);
+BENCHMARK_CAPTURE(BM_ConvertCanonicalToLocalDialable, US, "US")->ArgName("trace")->Arg(0)->Arg(1);
+
+void BM_ConvertToDialableRingCentral(benchmark::State& state, const char* region)
+{
+    auto phone = benchphones::start(region, true);
+    DigitAnalysisService& service = phone->service();
+    std::string work;
+    work.reserve(64);
+    timedLoop(state, corpusTexts(region), [&](const std::string& text) {
+        work.assign(text);
+        benchmark::DoNotOptimize(service.convertToDialableRingCentral(work));
+    });
+}
+BENCHMARK_CAPTURE(BM_ConvertToDialableRingCentral, DE, "DE")->ArgName("trace")->Arg(0)->Arg(1);
+BENCHMARK_CAPTURE(BM_ConvertToDialableRingCentral, US, "US")->ArgName("trace")->Arg(0)->Arg(1);
+
+// ---- After the run -------------------------------------------------------------------------
+
+void printRatio(const benchreports::Results& results)
+{
+    double service = 0;
+    double library = 0;
+    for (const char* region : kRegions) {
+        const auto ours = results.find(std::string("BM_ConvertToCanonical/") + region + "/trace:0");
+        const auto theirs = results.find(std::string("BM_LibPhoneNumber_ParseFormatE164/") + region);
+        if (ours == results.end() || theirs == results.end()) return;
+        std::printf("canonical form, %s corpus: convertToCanonical %.0f ns, libphonenumber parse + E.164 %.0f ns: "
+                    "%.1fx\n",
+                    region, ours->second, theirs->second, theirs->second / ours->second);
+        service += ours->second;
+        library += theirs->second;
+    }
+    std::printf("canonical form, whole corpus: libphonenumber / convertToCanonical = %.1fx\n", library / service);
+}
+
+struct Disagreement {
+    benchcorpus::Number number;
+    std::string ours;    // empty: refused
+    std::string theirs;  // empty: could not parse
+};
+
+// Where the service's canonical form and libphonenumber's E.164 form differ, the counts by
+// region and form, and the first examples of each kind.
+void printAgreement()
+{
+    std::map<std::string, std::pair<int, int>> byForm;  // agreeing, total
+    std::map<std::string, std::vector<Disagreement>> byKind;
+    int agreeing = 0;
+    int total = 0;
+    PhoneNumber parsed;
+    for (const char* region : kRegions) {
+        auto phone = benchphones::start(region);
+        for (const auto& number : benchcorpus::ofRegion(region)) {
+            std::string ours = number.text;
+            if (!phone->service().convertToCanonical(ours)) ours.clear();
+            std::string theirs;
+            if (!libraryCanonical(number.text, region, parsed, theirs)) theirs.clear();
+            const bool same = !ours.empty() && ours == theirs;
+            auto& counts = byForm[number.region + " " + number.form];
+            counts.first += same ? 1 : 0;
+            ++counts.second;
+            agreeing += same ? 1 : 0;
+            ++total;
+            if (same) continue;
+            const char* kind = ours.empty() ? (theirs.empty() ? "both refuse" : "service refuses")
+                                            : (theirs.empty() ? "libphonenumber refuses" : "different forms");
+            byKind[number.region + " " + number.form + ", " + kind].push_back({number, ours, theirs});
+        }
+    }
+    std::printf("canonical form agreement with libphonenumber: %d of %d numbers\n", agreeing, total);
+    for (const auto& [form, counts] : byForm) std::printf("  %-18s %4d of %4d agree\n", form.c_str(), counts.first, counts.second);
+    std::printf("disagreements by kind, with the first examples (input -> service | libphonenumber):\n");
+    for (const auto& [kind, cases] : byKind) {
+        std::printf("  %s: %zu\n", kind.c_str(), cases.size());
+        for (std::size_t i = 0; i < cases.size() && i < 2; ++i) {
+            std::printf("      %-26s -> %-16s | %s\n", cases[i].number.text.c_str(),
+                        cases[i].ours.empty() ? "(unchanged)" : cases[i].ours.c_str(),
+                        cases[i].theirs.empty() ? "(parse error)" : cases[i].theirs.c_str());
+        }
+    }
+}
+
+// Printed only when this run measured the canonical conversions (a filtered run may not).
+const bool kReportsRegistered = benchreports::add([](const benchreports::Results& results) {
+    const bool measured = results.lower_bound("BM_ConvertToCanonical") != results.end() &&
+                          results.lower_bound("BM_ConvertToCanonical")->first.rfind("BM_ConvertToCanonical", 0) == 0;
+    if (!measured) return;
+    printRatio(results);
+    printAgreement();
+});
+
+}  // namespace
