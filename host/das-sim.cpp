@@ -11,6 +11,9 @@
 #include "PluginLibrary.h"
 #include "ScriptRunner.h"
 
+// An exception that escapes main is a programming error (the option set-up) and ends the
+// program with a message, which is what it should do.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     CLI::App app{"Runs a das-sim script against the digit analysis service on a virtual clock."};

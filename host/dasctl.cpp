@@ -145,6 +145,9 @@ private:
 
 }  // namespace
 
+// An exception that escapes main is a programming error (the option set-up) and ends the
+// program with a message, which is what it should do.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     CLI::App app{"A client of dasd.\n"

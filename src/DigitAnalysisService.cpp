@@ -1290,6 +1290,8 @@ std::string DigitAnalysisService::getToken(const std::string& list, std::string:
     return token;
 }
 
+// The list is taken by value, as the operation is defined.
+// cppcheck-suppress passedByValue
 void DigitAnalysisService::tokenize(std::string list, std::vector<std::string>& tokens)
 {
     DAS_TRACE("tokenize(%s)", list.c_str());

@@ -24,6 +24,7 @@
 
 #include <gtest/gtest.h>
 
+#include "DaemonProcess.h"
 #include "DasClient.h"
 #include "Framing.h"
 #include "SqliteDataAccessService.h"
@@ -44,80 +45,6 @@ std::string commandOutput(const std::string& command)
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-// A dasd process on a temporary socket and store.
-class DaemonProcess {
-public:
-    explicit DaemonProcess(std::string directory, std::vector<std::string> extra = {})
-        : m_directory(std::move(directory)), m_extra(std::move(extra))
-    {
-    }
-    ~DaemonProcess() { stop(); }
-
-    std::string socket() const { return m_directory + "/dasd.sock"; }
-    std::string store() const { return m_directory + "/store.sqlite"; }
-    std::string log() const { return m_directory + "/dasd.log"; }
-
-    void start()
-    {
-        std::vector<std::string> arguments = {DASD_PATH, "--socket", socket(), "--store", store(), "--plugin",
-                                              DAS_PLUGIN_FILE};
-        arguments.insert(arguments.end(), m_extra.begin(), m_extra.end());
-        m_pid = fork();
-        if (m_pid == 0) {
-            const int logFd = open(log().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            dup2(logFd, 2);
-            std::vector<char*> argv;
-            for (auto& argument : arguments) argv.push_back(argument.data());
-            argv.push_back(nullptr);
-            execv(argv[0], argv.data());
-            _exit(127);
-        }
-        waitUntilServing();
-    }
-
-    void signal(int number) const { kill(m_pid, number); }
-
-    // Sends SIGTERM and returns the exit status.
-    int stop()
-    {
-        if (m_pid <= 0) return -1;
-        kill(m_pid, SIGTERM);
-        return reap();
-    }
-
-    void killHard()
-    {
-        kill(m_pid, SIGKILL);
-        reap();
-    }
-
-private:
-    std::string m_directory;
-    std::vector<std::string> m_extra;
-    pid_t m_pid = -1;
-
-    int reap()
-    {
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-        m_pid = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    void waitUntilServing()
-    {
-        for (int attempt = 0; attempt < 200; ++attempt) {
-            try {
-                close(connectUnixSocket(socket()));
-                return;
-            } catch (const SocketError&) {
-                std::this_thread::sleep_for(25ms);
-            }
-        }
-        FAIL() << "dasd did not start serving";
-    }
-};
 
 class HostDaemon : public ::testing::Test {
 protected:

@@ -46,7 +46,11 @@ public:
             if (known.count(key) == 0) {
                 JsonPath at = path;
                 at.emplace_back(key);
-                fail(at, "unknown key \"" + key + "\" in " + where);
+                std::string message = "unknown key \"";
+                message += key;
+                message += "\" in ";
+                message += where;
+                fail(at, message);
             }
         }
     }

@@ -285,7 +285,9 @@ private:
 
 SqliteDataAccessService::SqliteDataAccessService(const std::string& path)
 {
-    if (sqlite3_open_v2(path.c_str(), &m_database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
+    // Never through a symbolic link: whoever can plant one must not choose the file written.
+    if (sqlite3_open_v2(path.c_str(), &m_database,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW,
                         nullptr) != SQLITE_OK) {
         const std::string reason = m_database != nullptr ? sqlite3_errmsg(m_database) : "out of memory";
         sqlite3_close(m_database);
@@ -308,7 +310,11 @@ SqliteDataAccessService::SqliteDataAccessService(const std::string& path)
 
 SqliteDataAccessService::~SqliteDataAccessService()
 {
-    if (m_inBatch) execute("ROLLBACK");
+    // A failed rollback must not escape the destructor; closing rolls the batch back anyway.
+    try {
+        if (m_inBatch) execute("ROLLBACK");
+    } catch (...) {
+    }
     sqlite3_close(m_database);
 }
 
