@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "CountingAllocator.h"
 #include "Semaphore.h"
 
 namespace {
@@ -170,6 +171,23 @@ TEST(ReentrantSemaphore, EachHolderOfAMultiUnitSemaphoreKeepsItsOwnCount)
     EXPECT_TRUE(first.get());
     EXPECT_TRUE(second.get());
     EXPECT_EQ(2, pool.available());
+}
+
+TEST(ReentrantSemaphore, TakingAndGivingItBackAllocatesNothing)
+{
+    Semaphore lock(1, 1, true);
+    lock.wait(-1);  // warm up whatever the first use of the thread's id needs
+    lock.post();
+
+    // This test program counts its heap allocations (CountingAllocator); no other thread runs.
+    const std::size_t before = heapcount::now().allocations;
+    for (int round = 0; round < 100; ++round) {
+        lock.wait(-1);
+        lock.wait(-1);
+        lock.post();
+        lock.post();
+    }
+    EXPECT_EQ(before, heapcount::now().allocations);
 }
 
 TEST(PlainSemaphore, IsABinarySemaphoreThatBlocksEvenItsHolder)

@@ -2,9 +2,10 @@
 // The framework's semaphore and its scoped holder.
 
 #include <condition_variable>
-#include <map>
 #include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "ThreadSafety.h"
 
@@ -33,7 +34,14 @@ private:
     int m_count;
     const int m_maxCount;
     const bool m_reentrant;
-    std::map<std::thread::id, int> m_holdDepth;  // re-entrant only: holder -> waits not yet posted
+    // Re-entrant only: each holder with its waits not yet posted. A holder keeps one unit, so
+    // there are never more than maxCount of them; the room is reserved at construction so that
+    // taking and giving back the semaphore allocates nothing.
+    using Holder = std::pair<std::thread::id, int>;
+    std::vector<Holder> m_holders;
+
+    std::vector<Holder>::iterator findHolder(std::thread::id thread);
+    std::vector<Holder>::const_iterator findHolder(std::thread::id thread) const;
 };
 
 // Holds a semaphore for the lifetime of the object.

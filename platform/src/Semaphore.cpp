@@ -1,10 +1,30 @@
 #include "Semaphore.h"
 
+#include <algorithm>
 #include <chrono>
+
+namespace {
+// Holders reserved at construction; a semaphore with a larger maximum grows past it only
+// when that many threads hold it at once.
+constexpr int kReservedHolders = 8;
+}  // namespace
 
 Semaphore::Semaphore(int initialCount, int maxCount, bool reentrant)
     : m_count(initialCount), m_maxCount(maxCount), m_reentrant(reentrant)
 {
+    if (m_reentrant) m_holders.reserve(static_cast<size_t>(std::clamp(maxCount, 1, kReservedHolders)));
+}
+
+std::vector<Semaphore::Holder>::iterator Semaphore::findHolder(std::thread::id thread)
+{
+    return std::find_if(m_holders.begin(), m_holders.end(),
+                        [thread](const Holder& holder) { return holder.first == thread; });
+}
+
+std::vector<Semaphore::Holder>::const_iterator Semaphore::findHolder(std::thread::id thread) const
+{
+    return std::find_if(m_holders.begin(), m_holders.end(),
+                        [thread](const Holder& holder) { return holder.first == thread; });
 }
 
 bool Semaphore::wait(int timeoutMs)
@@ -12,8 +32,8 @@ bool Semaphore::wait(int timeoutMs)
     std::unique_lock<std::mutex> lock(m_mutex);
     const auto self = std::this_thread::get_id();
     if (m_reentrant) {
-        const auto held = m_holdDepth.find(self);
-        if (held != m_holdDepth.end()) {
+        const auto held = findHolder(self);
+        if (held != m_holders.end()) {
             ++held->second;
             return true;
         }
@@ -25,7 +45,7 @@ bool Semaphore::wait(int timeoutMs)
         return false;
     }
     --m_count;
-    if (m_reentrant) m_holdDepth[self] = 1;
+    if (m_reentrant) m_holders.emplace_back(self, 1);
     return true;
 }
 
@@ -33,10 +53,11 @@ void Semaphore::post()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_reentrant) {
-        const auto held = m_holdDepth.find(std::this_thread::get_id());
-        if (held == m_holdDepth.end()) return;  // not ours to give back
+        const auto held = findHolder(std::this_thread::get_id());
+        if (held == m_holders.end()) return;  // not ours to give back
         if (--held->second > 0) return;
-        m_holdDepth.erase(held);
+        *held = m_holders.back();
+        m_holders.pop_back();
     }
     if (m_count < m_maxCount) ++m_count;
     m_available.notify_one();
@@ -45,7 +66,7 @@ void Semaphore::post()
 bool Semaphore::heldByCurrentThread() const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_reentrant && m_holdDepth.count(std::this_thread::get_id()) != 0;
+    return m_reentrant && findHolder(std::this_thread::get_id()) != m_holders.end();
 }
 
 int Semaphore::available() const

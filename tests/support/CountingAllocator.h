@@ -1,5 +1,5 @@
 #pragma once
-// Counts every heap allocation the benchmark program makes, its own and the service's:
+// Counts every heap allocation the program makes, its own and the service's:
 // linking CountingAllocator.cpp replaces the global operator new and delete. Used to show
 // that a hot path allocates nothing and to measure the heap the service keeps.
 
