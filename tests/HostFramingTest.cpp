@@ -171,3 +171,12 @@ TEST(HostFraming, DecoderStaysFailedAfterAMalformedFrame)
     EXPECT_FALSE(decoder.next(frame));
     EXPECT_TRUE(decoder.failed());
 }
+
+TEST(HostFraming, EncodedLengthIsTheLengthFieldOfTheEncodedFrame)
+{
+    for (const Frame& frame : {Frame{FrameKind::Hello, 0, "client"}, Frame{FrameKind::Reply, 7, "isfacprefixresponse:*72,1"},
+                               Frame{FrameKind::Event, 0, "handledialingstartedevent:2"}, Frame{FrameKind::Welcome, 0, ""}}) {
+        const std::string bytes = encodeFrame(frame);
+        EXPECT_EQ(encodedFrameLength(frame), bytes.size() - 4) << frameKindName(frame.kind);
+    }
+}

@@ -1,7 +1,8 @@
 // The daemon against a hostile local client and a hostile file system: its files are never
 // opened through a symbolic link, text from requests, client names and configuration is
-// never used as a format, and a request larger than the protocol's maximum is refused with
-// a clear error while the connection ends cleanly and other clients go on.
+// never used as a format, a request larger than the protocol's maximum is refused with a
+// clear error while the connection ends cleanly and other clients go on, and a reply too
+// long for a frame is dropped rather than breaking the connection.
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -92,6 +93,22 @@ TEST_F(HostSecurity, RequestOfTheLargestSizeIsAnswered)
     const std::string keyword = "isCanonicalDataValidRequest";
     const std::string request = keyword + std::string(kMaxFrameLength - 5 - keyword.size(), '7');
     EXPECT_EQ(client.request(request), std::vector<std::string>{"isCanonicalDataValidResponse:1"});
+}
+
+TEST_F(HostSecurity, ReplyTooLongForAFrameIsDroppedAndTheConnectionStaysUsable)
+{
+    daemon.start();
+    DasClient client(daemon.socket(), "echo");
+    // The reply echoes the number with a keyword one byte longer and ",0": three bytes over.
+    const std::string keyword = "isfacprefixrequest:";
+    const std::string request = keyword + std::string(kMaxFrameLength - 5 - keyword.size(), '7');
+
+    EXPECT_EQ(client.request(request), std::vector<std::string>{}) << "completed without the reply";
+    EXPECT_TRUE(client.isOpen());
+    EXPECT_EQ(client.request("isfacprefixrequest:*72"), std::vector<std::string>{"isfacprefixresponse:*72,1"});
+    daemon.stop();
+    EXPECT_TRUE(contains(readFile(daemon.log()),
+                         "dasd: REPLY frame for client \"echo\" dropped: length 1048579 exceeds the limit of 1048576"));
 }
 
 TEST_F(HostSecurity, StoreThatIsASymbolicLinkIsNotOpened)

@@ -67,8 +67,17 @@ public:
 
     int fd() const { return m_fd; }
 
+    // Sends one frame. A frame too long for the protocol (a reply that echoes a request of
+    // nearly the maximum size) is not sent: the client would have to end the connection.
+    // It is logged and dropped, so the request still completes, without that reply.
     bool send(const Frame& frame)
     {
+        const std::size_t length = encodedFrameLength(frame);
+        if (length > kMaxFrameLength) {
+            say(std::string(frameKindName(frame.kind)) + " frame for client \"" + name + "\" dropped: length " +
+                std::to_string(length) + " exceeds the limit of " + std::to_string(kMaxFrameLength));
+            return false;
+        }
         std::lock_guard<std::mutex> lock(m_writeMutex);
         if (m_broken) return false;
         if (!writeAll(m_fd, encodeFrame(frame))) {

@@ -75,6 +75,14 @@ const char* frameKindName(FrameKind kind)
     return "UNKNOWN";
 }
 
+std::size_t encodedFrameLength(const Frame& frame)
+{
+    std::size_t length = 1 + frame.text.size();  // the kind byte and the text
+    if (frame.kind == FrameKind::Hello) length += 1;
+    if (frameHasId(frame.kind)) length += 4;
+    return length;
+}
+
 std::string encodeFrame(const Frame& frame)
 {
     std::string body;

@@ -39,6 +39,8 @@ bool frameHasId(FrameKind kind);
 const char* frameKindName(FrameKind kind);
 
 std::string encodeFrame(const Frame& frame);
+// The length field `frame` would be encoded with; more than kMaxFrameLength cannot be sent.
+std::size_t encodedFrameLength(const Frame& frame);
 
 // Cuts a byte stream into frames. After a malformed frame it stays failed.
 class FrameDecoder {
