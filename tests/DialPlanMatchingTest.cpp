@@ -8,33 +8,19 @@
 
 #include "CapturingLogSink.h"
 #include "DialPlan.h"
+#include "DialPlanEntries.h"
 #include "ServiceHarness.h"
 
 namespace {
 
 using Entries = std::vector<t_dialPlanEntry>;
 
-// An entry as validation leaves it (or as storage delivers it, unvalidated).
+// Short names for the shared helpers: the tables below list many entries.
 t_dialPlanEntry entry(const std::string& action, const std::string& digits, std::uint32_t minimum,
                       std::uint32_t maximum, std::uint32_t timer, const std::string& terminator = "",
                       bool terminatorSent = false, const std::string& special = "")
 {
-    t_dialPlanEntry result;
-    result.digitString = digits;
-    result.action = action;
-    result.minDigitLength = minimum;
-    result.maxDigitLength = maximum;
-    result.timer = timer;
-    result.terminator = terminator;
-    result.terminatorSent = terminatorSent;
-    result.specialNumberIndication = special;
-    return result;
-}
-
-void load(DialPlan& plan, const Entries& entries)
-{
-    for (std::size_t i = 0; i < entries.size(); ++i) *plan.getEntry(static_cast<int>(i)) = entries[i];
-    plan.setNumberOfEntries(static_cast<int>(entries.size()));
+    return dialPlanEntry(action, digits, minimum, maximum, timer, terminator, terminatorSent, special);
 }
 
 class DialPlanMatching : public ::testing::Test {
@@ -45,7 +31,7 @@ protected:
 
     void use(const Entries& entries, bool onHook = false, bool immediate = false)
     {
-        load(plan, entries);
+        loadDialPlanEntries(plan, entries);
         plan.setEnabled(true);
         plan.setOnhookDialling(onHook);
         plan.setImmediateDiallingEnabled(immediate);
@@ -407,7 +393,7 @@ TEST_P(DialPlanActionTable, GivesTheActionDigitsAndTimer)
 {
     const ActionCase& testCase = GetParam();
     DialPlan plan;
-    load(plan, *testCase.plan);
+    loadDialPlanEntries(plan, *testCase.plan);
     plan.setEnabled(testCase.enabled);
     plan.setOnhookDialling(testCase.onHook);
     plan.setImmediateDiallingEnabled(testCase.immediate);

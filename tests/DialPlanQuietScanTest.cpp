@@ -8,6 +8,7 @@
 
 #include "CapturingLogSink.h"
 #include "DialPlan.h"
+#include "DialPlanEntries.h"
 #include "Logging.h"
 #include "ServiceHarness.h"
 
@@ -29,21 +30,6 @@ std::ostream& operator<<(std::ostream& out, const Decision& decision)
     return out << "action " << decision.action << ", timer " << decision.timer << ", digits '" << decision.digits << "'";
 }
 
-t_dialPlanEntry entry(const std::string& action, const std::string& digits, std::uint32_t minimum,
-                      std::uint32_t maximum, std::uint32_t timer, const std::string& terminator = "",
-                      const std::string& special = "")
-{
-    t_dialPlanEntry result;
-    result.digitString = digits;
-    result.action = action;
-    result.minDigitLength = minimum;
-    result.maxDigitLength = maximum;
-    result.timer = timer;
-    result.terminator = terminator;
-    result.specialNumberIndication = special;
-    return result;
-}
-
 class DialPlanWithLoggingOff : public ::testing::Test {
 protected:
     ServiceHarness harness;  // keeps the plan's log file in a temporary directory
@@ -52,14 +38,18 @@ protected:
     void SetUp() override
     {
         const std::vector<t_dialPlanEntry> entries = {
-            entry("S", "112", 3, 3, 0, "", "E"),        entry("S", "2000", 4, 4, 0, "", "b"),
-            entry("S", "1x8xx", 5, 5, 0),               entry("C", "0900", 4, 4, 9),
-            entry("S", "2X", 3, 3, 0),                  entry("S", "0015x", 12, 13, 3, "#"),
-            entry("C", "00180x", 6, 6, 5, "", "E"),     entry("S", "000", 8, 24, 5, "#"),
-            entry("S", "00", 8, 24, 4, "#", "b"),       entry("S", "0", 5, 24, 3, "#"),
+            dialPlanEntry("S", "112", 3, 3, 0, "", false, "E"),
+            dialPlanEntry("S", "2000", 4, 4, 0, "", false, "b"),
+            dialPlanEntry("S", "1x8xx", 5, 5, 0),
+            dialPlanEntry("C", "0900", 4, 4, 9),
+            dialPlanEntry("S", "2X", 3, 3, 0),
+            dialPlanEntry("S", "0015x", 12, 13, 3, "#"),
+            dialPlanEntry("C", "00180x", 6, 6, 5, "", false, "E"),
+            dialPlanEntry("S", "000", 8, 24, 5, "#"),
+            dialPlanEntry("S", "00", 8, 24, 4, "#", false, "b"),
+            dialPlanEntry("S", "0", 5, 24, 3, "#"),
         };
-        for (std::size_t i = 0; i < entries.size(); ++i) *plan.getEntry(static_cast<int>(i)) = entries[i];
-        plan.setNumberOfEntries(static_cast<int>(entries.size()));
+        loadDialPlanEntries(plan, entries);
         plan.setEnabled(true);
     }
 
