@@ -6,10 +6,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <mutex>
@@ -21,6 +17,8 @@
 
 #include "DaemonProcess.h"
 #include "DasClient.h"
+#include "ScratchDirectory.h"
+#include "Watchdog.h"
 
 namespace {
 
@@ -32,40 +30,6 @@ constexpr auto kRunTime = 8s;
 constexpr auto kWatchdogLimit = 100s;
 
 bool startsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
-
-// Ends the whole test program when the work it guards does not finish in time: a deadlock
-// must fail the test, not hang CI.
-class Watchdog {
-public:
-    explicit Watchdog(std::chrono::seconds limit)
-        : m_thread([this, limit] {
-              std::unique_lock<std::mutex> lock(m_mutex);
-              if (!m_done.wait_for(lock, limit, [this] { return m_finished; })) {
-                  std::fprintf(stderr, "watchdog: the stress run did not finish in %lld s (deadlock?)\n",
-                               static_cast<long long>(limit.count()));
-                  std::_Exit(EXIT_FAILURE);
-              }
-          })
-    {
-    }
-    ~Watchdog()
-    {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_finished = true;
-        }
-        m_done.notify_all();
-        m_thread.join();
-    }
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_done;
-    bool m_finished = false;
-    std::thread m_thread;  // last: starts once the members above exist
-};
 
 std::string planJson(int generation)
 {
@@ -79,10 +43,8 @@ std::string planJson(int generation)
 
 class HostDaemonConcurrency : public ::testing::Test {
 protected:
-    std::string directory = [] {
-        char pattern[] = "/tmp/dasd-stress-XXXXXX";
-        return std::string(mkdtemp(pattern));
-    }();
+    ScratchDirectory scratch{"dasd-stress"};
+    const std::string directory = scratch.path();
     DaemonProcess daemon{directory, {"--log", "5"}};
 
     std::mutex faultMutex;
@@ -96,8 +58,6 @@ protected:
     ~HostDaemonConcurrency() override
     {
         daemon.stop();
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
     }
 
     void fault(const std::string& what)
@@ -219,7 +179,7 @@ TEST_F(HostDaemonConcurrency, DiallersTimersAndConfigurationChangesAllAtOnce)
         expectOk(setUp.managementSet(planJson(0)), "first dial plan write");
     }
     {
-        Watchdog watchdog(kWatchdogLimit);
+        Watchdog watchdog(kWatchdogLimit, "the stress run");
         std::vector<std::thread> threads;
         for (int index = 0; index < kDiallers; ++index) threads.emplace_back([this, index] { dial(index); });
         threads.emplace_back([this] { changeConfiguration(); });

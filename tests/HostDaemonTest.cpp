@@ -25,6 +25,7 @@
 #include <gtest/gtest.h>
 
 #include "DaemonProcess.h"
+#include "ScratchDirectory.h"
 #include "DasClient.h"
 #include "Framing.h"
 #include "SqliteDataAccessService.h"
@@ -48,17 +49,13 @@ bool contains(const std::string& text, const std::string& part) { return text.fi
 
 class HostDaemon : public ::testing::Test {
 protected:
-    std::string directory = [] {
-        char pattern[] = "/tmp/dasd-test-XXXXXX";
-        return std::string(mkdtemp(pattern));
-    }();
+    ScratchDirectory scratch{"dasd-test"};
+    const std::string directory = scratch.path();
     DaemonProcess daemon{directory};
 
     ~HostDaemon() override
     {
         daemon.stop();
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
     }
 
     std::string dasctl(const std::string& arguments)

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "DaemonProcess.h"
+#include "ScratchDirectory.h"
 #include "DasClient.h"
 #include "Framing.h"
 #include "UnixSocket.h"
@@ -34,17 +35,13 @@ bool contains(const std::string& text, const std::string& part) { return text.fi
 
 class HostSecurity : public ::testing::Test {
 protected:
-    std::string directory = [] {
-        char pattern[] = "/tmp/dasd-security-XXXXXX";
-        return std::string(mkdtemp(pattern));
-    }();
+    ScratchDirectory scratch{"dasd-security"};
+    const std::string directory = scratch.path();
     DaemonProcess daemon{directory, {"--log", "5"}};
 
     ~HostSecurity() override
     {
         daemon.stop();
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
     }
 
     // Every frame the daemon sends on a raw connection after `bytes`, until it hangs up.

@@ -7,12 +7,13 @@
 
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "ScratchDirectory.h"
 
 namespace {
 
@@ -24,16 +25,8 @@ struct SimulatorRun {
 
 class HostSimulator : public ::testing::Test {
 protected:
-    std::string directory = [] {
-        char pattern[] = "/tmp/das-sim-test-XXXXXX";
-        return std::string(mkdtemp(pattern));
-    }();
-
-    ~HostSimulator() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
-    }
+    ScratchDirectory scratch{"das-sim-test"};
+    const std::string directory = scratch.path();
 
     std::string file(const std::string& name, const std::string& text)
     {

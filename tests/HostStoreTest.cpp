@@ -4,12 +4,12 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "ScratchDirectory.h"
 #include "SqliteDataAccessService.h"
 
 namespace {
@@ -42,10 +42,8 @@ const std::string kDeleteEntries = message("DialPlanEntries", "DeleteRequest");
 
 class HostStore : public ::testing::Test {
 protected:
-    std::string directory = [] {
-        char pattern[] = "/tmp/das-store-XXXXXX";
-        return std::string(mkdtemp(pattern));
-    }();
+    ScratchDirectory scratch{"das-store"};
+    const std::string directory = scratch.path();
     std::string path = directory + "/store.sqlite";
     std::unique_ptr<SqliteDataAccessService> store = std::make_unique<SqliteDataAccessService>(path);
 
@@ -58,8 +56,6 @@ protected:
     ~HostStore() override
     {
         store.reset();
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
     }
 };
 

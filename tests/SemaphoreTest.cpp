@@ -4,9 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <cstdio>
-#include <cstdlib>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -15,6 +12,7 @@
 
 #include "CountingAllocator.h"
 #include "Semaphore.h"
+#include "Watchdog.h"
 
 namespace {
 
@@ -22,36 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kBlocked = 100ms;     // long enough to see that a waiter stays blocked
 constexpr auto kEventually = 5s;     // far longer than any expected hand-over
-
-// Ends the test program with a failure if the test has not finished in time.
-class Watchdog {
-public:
-    explicit Watchdog(std::chrono::seconds limit = std::chrono::seconds(20))
-        : m_thread([this, limit] {
-              std::unique_lock<std::mutex> lock(m_mutex);
-              if (!m_done.wait_for(lock, limit, [this] { return m_finished; })) {
-                  std::fprintf(stderr, "Watchdog: test did not finish in time (deadlock?)\n");
-                  std::_Exit(EXIT_FAILURE);
-              }
-          })
-    {
-    }
-    ~Watchdog()
-    {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_finished = true;
-        }
-        m_done.notify_one();
-        m_thread.join();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_done;
-    bool m_finished = false;
-    std::thread m_thread;
-};
+constexpr std::chrono::seconds kWatchdogLimit{20};
 
 template <typename T>
 bool finishesWithin(std::future<T>& future, std::chrono::milliseconds limit)
@@ -63,7 +32,7 @@ bool finishesWithin(std::future<T>& future, std::chrono::milliseconds limit)
 
 TEST(ReentrantSemaphore, TheSameThreadTakesItTwiceWithoutBlocking)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore lock(1, 1, true);
 
     EXPECT_TRUE(lock.wait(-1));
@@ -82,7 +51,7 @@ TEST(ReentrantSemaphore, TheSameThreadTakesItTwiceWithoutBlocking)
 
 TEST(ReentrantSemaphore, ASecondThreadWaitsUntilTheHolderHasFullyReleased)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore lock(1, 1, true);
     ASSERT_TRUE(lock.wait(-1));
     ASSERT_TRUE(lock.wait(-1));
@@ -105,7 +74,7 @@ TEST(ReentrantSemaphore, ASecondThreadWaitsUntilTheHolderHasFullyReleased)
 
 TEST(ReentrantSemaphore, ATimedWaitOfAnotherThreadTimesOut)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore lock(1, 1, true);
     ASSERT_TRUE(lock.wait(-1));
 
@@ -124,7 +93,7 @@ TEST(ReentrantSemaphore, ATimedWaitOfAnotherThreadTimesOut)
 
 TEST(ReentrantSemaphore, APostByAThreadThatHoldsNothingIsIgnored)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore lock(1, 1, true);
     ASSERT_TRUE(lock.wait(-1));
 
@@ -141,7 +110,7 @@ TEST(ReentrantSemaphore, APostByAThreadThatHoldsNothingIsIgnored)
 
 TEST(ReentrantSemaphore, EachHolderOfAMultiUnitSemaphoreKeepsItsOwnCount)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore pool(2, 2, true);
     std::promise<void> firstHolds, secondHolds, release;
     std::shared_future<void> released = release.get_future().share();
@@ -192,7 +161,7 @@ TEST(ReentrantSemaphore, TakingAndGivingItBackAllocatesNothing)
 
 TEST(PlainSemaphore, IsABinarySemaphoreThatBlocksEvenItsHolder)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore tone(1, 1, false);
 
     EXPECT_TRUE(tone.wait(-1));
@@ -206,7 +175,7 @@ TEST(PlainSemaphore, IsABinarySemaphoreThatBlocksEvenItsHolder)
 
 TEST(PlainSemaphore, AnyThreadMayPost)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore signal(0, 1, false);
 
     auto waiter = std::async(std::launch::async, [&] { return signal.wait(-1); });
@@ -239,7 +208,7 @@ TEST(PlainSemaphore, CountsUpToItsMaximum)
 
 TEST(PlainSemaphore, ATimedWaitSucceedsWhenPostedDuringTheWait)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore signal(0, 1, false);
 
     auto waiter = std::async(std::launch::async, [&] { return signal.wait(3000); });
@@ -259,7 +228,7 @@ TEST(PlainSemaphore, ATimedWaitGivesUpAfterItsTime)
 
 TEST(CriticalSection, HoldsTheSemaphoreForItsScope)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore lock(1, 1, true);
     {
         CriticalSection section(lock);
@@ -279,7 +248,7 @@ TEST(CriticalSection, HoldsTheSemaphoreForItsScope)
 
 TEST(CriticalSection, SerialisesThreads)
 {
-    Watchdog watchdog;
+    Watchdog watchdog(kWatchdogLimit);
     Semaphore lock(1, 1, true);
     int counter = 0;
     std::atomic<int> inside{0};
