@@ -79,7 +79,7 @@ step_clang() {
 
 step_fuzz() {
     configure fuzz
-    cmake --build --preset fuzz
+    cmake --build --preset fuzz --target fuzzers
     local work
     work=$(mktemp -d)
     local fuzzer
