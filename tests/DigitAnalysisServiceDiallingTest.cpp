@@ -13,8 +13,8 @@
 
 #include "CallPartyIdentifier.h"
 #include "DialPlan.h"
-#include "HardwareVersion.h"
 #include "ManageableData.h"
+#include "ScopedHardwareVariant.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
@@ -24,21 +24,6 @@ namespace {
 
 const std::string kPlayDialTone = "play <tone><type><basic>dialtone</basic></type></tone> -1 -1 -1";
 const std::string kStopDialTone = "stop <tone><type><basic>dialtone</basic></type></tone>";
-
-// Models another phone for one test: the variant is read when the service is created.
-class ScopedHardwareVariant {
-public:
-    explicit ScopedHardwareVariant(unsigned int variant) : m_previous(HardwareVersion::getHWSubPlatformVariant())
-    {
-        HardwareVersion::setHWSubPlatformVariant(variant);
-    }
-    ~ScopedHardwareVariant() { HardwareVersion::setHWSubPlatformVariant(m_previous); }
-    ScopedHardwareVariant(const ScopedHardwareVariant&) = delete;
-    ScopedHardwareVariant& operator=(const ScopedHardwareVariant&) = delete;
-
-private:
-    unsigned int m_previous;
-};
 
 // One dial plan row as configured; empty fields are left out of the configuration.
 struct PlanEntry {

@@ -5,7 +5,7 @@
 
 #include "DialPlan.h"
 #include "DigitAnalysisServicePlugin.h"
-#include "HardwareVersion.h"
+#include "ScopedHardwareVariant.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
@@ -67,9 +67,12 @@ TEST_F(ServiceFrame, DestroyingAServiceThatWasNeverInitialisedDeletesNoTimers)
 
 TEST_F(ServiceFrame, ConstructionReadsTheHardwareVariant)
 {
-    HardwareVersion::setHWSubPlatformVariant(3);
-    auto& service = harness.create();
-    HardwareVersion::setHWSubPlatformVariant(0);
+    DigitAnalysisService* created = nullptr;
+    {
+        ScopedHardwareVariant variant(3);
+        created = &harness.create();
+    }
+    auto& service = *created;
     // Variant 3 makes resetAutoDialTimer act; on other variants it does nothing.
     service.init(harness.context);
     harness.context.clearTimerOperations();

@@ -10,8 +10,8 @@
 
 #include "CallPartyIdentifier.h"
 #include "DialPlan.h"
-#include "HardwareVersion.h"
 #include "ManageableData.h"
+#include "ScopedHardwareVariant.h"
 #include "ServiceHarness.h"
 
 using ::testing::Contains;
@@ -20,21 +20,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 namespace {
-
-// Models another phone for one test: the variant is read when the service is created.
-class ScopedHardwareVariant {
-public:
-    explicit ScopedHardwareVariant(unsigned int variant) : m_previous(HardwareVersion::getHWSubPlatformVariant())
-    {
-        HardwareVersion::setHWSubPlatformVariant(variant);
-    }
-    ~ScopedHardwareVariant() { HardwareVersion::setHWSubPlatformVariant(m_previous); }
-    ScopedHardwareVariant(const ScopedHardwareVariant&) = delete;
-    ScopedHardwareVariant& operator=(const ScopedHardwareVariant&) = delete;
-
-private:
-    unsigned int m_previous;
-};
 
 std::string operation(const char* what, int timerId) { return std::string(what) + " " + std::to_string(timerId); }
 
