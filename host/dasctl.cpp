@@ -64,7 +64,11 @@ public:
     void managementSet(const std::string& json)
     {
         const Json result = m_client.managementSet(json);
-        if (!reportError(result)) print(std::string("mgmt-set ") + (result.value("ok", false) ? "true" : "false"));
+        if (reportError(result)) return;
+        const bool written = result.value("ok", false);
+        print(std::string("mgmt-set ") + (written ? "true" : "false"));
+        // Why the plan is not in force: refused by the service, or not stored.
+        if (!written && result.contains("reason")) print("reason " + quoteText(result.value("reason", std::string())));
     }
 
     void managementGet(const std::vector<std::string>& roots)

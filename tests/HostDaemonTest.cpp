@@ -247,6 +247,67 @@ TEST_F(HostDaemon, HangupReadsTheConfigurationFileAgain)
     EXPECT_EQ(configured.stop(), 0);
 }
 
+// A dial plan whose texts hold markup characters is kept whole: the store must not refuse a
+// part of the write after the old rows were deleted, or the phone restarts with a mixture.
+TEST_F(HostDaemon, PlanWithMarkupCharactersIsAcknowledgedOnlyWhenItSurvivesARestart)
+{
+    daemon.start();
+    const std::string plan = R"({"dial-plan-id": "A<B & ]]>", "dial-plan-enabled": "true", "dialPlanSettings": [)"
+                             R"({"digit-string": "0", "action": "S", "min-digit-len": "", "max-digit-len": "", )"
+                             R"("timer": "5", "terminating-char": "", "spec-num-indic": "", "comment": "<i>x</i> & y", )"
+                             R"("terminating-char-sent": "false"}]})";
+    EXPECT_EQ(dasctl("mgmt-set '" + plan + "'"), "mgmt-set true\n");
+    EXPECT_EQ(daemon.stop(), 0);
+    daemon.start();
+    EXPECT_EQ(planId(), "A<B & ]]>");
+    EXPECT_TRUE(contains(dasctl("mgmt-get dialPlanSettings"),
+                         "mgmt-get dialPlanSettings/dialPlanEntry[1]/comment \"<i>x</i> & y\"\n"));
+}
+
+TEST_F(HostDaemon, RefusedPlanIsAnsweredFalseWithItsReasonAndTheOldPlanStaysInForce)
+{
+    daemon.start();
+    ASSERT_EQ(dasctl("mgmt-set '" + planJson("OLD", 2) + "'"), "mgmt-set true\n");
+    const std::string bad = R"({"dial-plan-id": "BAD", "dialPlanSettings": [{"digit-string": "0", "action": "X"}]})";
+    EXPECT_EQ(dasctl("mgmt-set '" + bad + "'"),
+              "mgmt-set false\nreason \"the service refused the dial plan: row 1 is not valid\"\n");
+    const std::string read = dasctl("mgmt-get dial-plan-id dial-plan-error dialPlanSettings");
+    EXPECT_TRUE(contains(read, "mgmt-get dial-plan-id/dialPlanId \"OLD\"\n")) << read;
+    EXPECT_TRUE(contains(read, "mgmt-get dial-plan-error/dialPlanError \"false\"\n")) << read;
+    EXPECT_TRUE(contains(read, "mgmt-get dialPlanSettings/dialPlanEntry[2]/digit-string \"OLD2\"\n")) << read;
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_EQ(storedPlan(daemon.store()).first, "OLD");
+}
+
+// A reload is one change: an invalid dial plan in the file keeps every item as it was too.
+TEST_F(HostDaemon, HangupWithAnInvalidPlanKeepsTheWholeOldConfiguration)
+{
+    const std::string config = directory + "/phone.json";
+    std::ofstream(config) << R"({"items": {"fac-prefix-numbers": "*7"}, "dialPlan": )" << planJson("OLD", 1) << "}";
+    DaemonProcess configured(directory, {"--config", config});
+    configured.start();
+    std::ofstream(config) << R"({"items": {"fac-prefix-numbers": "55"}, "dialPlan": )"
+                          << R"({"dial-plan-id": "BAD", "dialPlanSettings": [{"digit-string": "0", "action": "X"}]})"
+                          << "}";
+    configured.signal(SIGHUP);
+    std::string log;
+    for (int attempt = 0; attempt < 200 && !contains(log, "SIGHUP: configuration kept"); ++attempt) {
+        std::this_thread::sleep_for(20ms);
+        std::ifstream file(configured.log());
+        log.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    EXPECT_TRUE(contains(log, "dasd: SIGHUP: configuration kept: the dial plan was not written: the service refused "
+                              "the dial plan: row 1 is not valid\n"))
+        << log;
+    DasClient client(configured.socket(), "");
+    EXPECT_EQ(client.request("isfacprefixrequest:551"), std::vector<std::string>{"isfacprefixresponse:551,0"});
+    EXPECT_EQ(client.request("isfacprefixrequest:*71"), std::vector<std::string>{"isfacprefixresponse:*71,1"});
+    const Json plan = client.managementGet({"dial-plan-id"});
+    EXPECT_EQ(plan.at("items").at(0).at(1), "OLD");
+    client.close();
+    EXPECT_EQ(configured.stop(), 0);
+}
+
 TEST_F(HostDaemon, TermStopsCleanlyAndRemovesTheSocket)
 {
     daemon.start();

@@ -21,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "DialPlanWriter.h"
 #include "Executable.h"
 #include "Framing.h"
 #include "HardwareVersion.h"
@@ -335,7 +336,7 @@ private:
     void loadConfiguration();
     void applyStoreConfig(const HostConfig& config);
     void startService();
-    bool writeDialPlan(ManageableData plan);
+    StoreOutcome writeDialPlan(ManageableData plan);
     void serve(int signalFd);
     void accept();
     void shutDown();
@@ -349,6 +350,7 @@ private:
     void manage(const ConnectionPtr& connection, const Frame& frame);
     std::string managementAnswer(const Frame& frame);
     void reloadConfiguration();
+    std::size_t applyChangedItems(const HostConfig& fresh);
     void reapConnections(bool all);
 };
 
@@ -424,14 +426,17 @@ void Daemon::Impl::startService()
     m_invoker->initInvoker(&m_context);
     m_agent = dynamic_cast<MgmtAgentIfc*>(m_service.get());
     if (m_agent == nullptr) throw std::runtime_error("the plug-in's service offers no management face");
-    if (m_config.hasDialPlan && !planStored)
-        say(std::string("configured dial plan written: ") + (writeDialPlan(m_config.dialPlan) ? "true" : "false"));
+    if (m_config.hasDialPlan && !planStored) {
+        const StoreOutcome outcome = writeDialPlan(m_config.dialPlan);
+        say(outcome.committed ? std::string("configured dial plan written: true")
+                              : "configured dial plan not written: " + outcome.reason);
+    }
 }
 
-bool Daemon::Impl::writeDialPlan(ManageableData plan)
+// All or nothing: the plan is stored and in force, or the old one stays stored and in force.
+StoreOutcome Daemon::Impl::writeDialPlan(ManageableData plan)
 {
-    StoreBatch batch(*m_database);
-    return m_agent->setData(plan);
+    return DialPlanWriter(*m_agent, *m_database).write(plan);
 }
 
 void Daemon::Impl::serve(int signalFd)
@@ -651,7 +656,11 @@ std::string Daemon::Impl::managementAnswer(const Frame& frame)
             return Json{{"ok", ok}, {"items", items}}.dump();
         }
         ManageableData data = rootItemsFromJson(frame.text);
-        if (frame.kind == FrameKind::MgmtSet) return resultJson(writeDialPlan(data));
+        if (frame.kind == FrameKind::MgmtSet) {
+            const StoreOutcome outcome = writeDialPlan(data);
+            if (outcome.committed) return resultJson(true);
+            return Json{{"ok", false}, {"reason", outcome.reason}}.dump();
+        }
         m_store.mergeSerialized(data.serialize());
         m_agent->manageableDataChanged(data);
         return resultJson(true);
@@ -662,8 +671,9 @@ std::string Daemon::Impl::managementAnswer(const Frame& frame)
     }
 }
 
-// SIGHUP: the configuration file is read again and every item that changed is stored
-// and notified; a changed dial plan is written through management.
+// SIGHUP: the configuration file is read again as one change, all or nothing. A changed dial
+// plan is written first, through management; if it is refused or not stored, the whole old
+// configuration stays in force. Then every item that changed is stored and notified.
 void Daemon::Impl::reloadConfiguration()
 {
     if (m_options.configFile.empty()) {
@@ -677,6 +687,25 @@ void Daemon::Impl::reloadConfiguration()
         say(std::string("SIGHUP: configuration kept: ") + error.what());
         return;
     }
+    const bool planChanged =
+        fresh.hasDialPlan && (!m_config.hasDialPlan || fresh.dialPlan.serialize() != m_config.dialPlan.serialize());
+    if (planChanged) {
+        const StoreOutcome outcome = writeDialPlan(fresh.dialPlan);
+        if (!outcome.committed) {
+            say("SIGHUP: configuration kept: the dial plan was not written: " + outcome.reason);
+            return;
+        }
+        say("SIGHUP: dial plan written: true");
+    }
+    const std::size_t changedItems = applyChangedItems(fresh);
+    say("SIGHUP: configuration read again, " + std::to_string(changedItems) + " item(s) changed");
+    m_config = std::move(fresh);
+}
+
+// Stores and notifies every item of `fresh` that differs from the configuration in force;
+// returns how many changed.
+std::size_t Daemon::Impl::applyChangedItems(const HostConfig& fresh)
+{
     std::vector<std::string> oldRoots;
     std::vector<std::string> newRoots;
     m_config.storeItems.getRootIds(oldRoots);
@@ -712,12 +741,7 @@ void Daemon::Impl::reloadConfiguration()
     std::vector<std::string> changedRoots;
     changed.getRootIds(changedRoots);
     if (!changedRoots.empty()) m_agent->manageableDataChanged(changed);
-
-    const bool planChanged = fresh.hasDialPlan && (!m_config.hasDialPlan || fresh.dialPlan.serialize() != m_config.dialPlan.serialize());
-    if (planChanged) say(std::string("SIGHUP: dial plan written: ") + (writeDialPlan(fresh.dialPlan) ? "true" : "false"));
-    say("SIGHUP: configuration read again, " + std::to_string(changedRoots.size() + (canonicalChanged ? 1 : 0)) +
-        " item(s) changed");
-    m_config = std::move(fresh);
+    return changedRoots.size() + (canonicalChanged ? 1 : 0);
 }
 
 void Daemon::Impl::shutDown()

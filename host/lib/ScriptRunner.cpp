@@ -279,10 +279,14 @@ void ScriptRunner::notify(const std::string& json, std::size_t column)
     m_agent->manageableDataChanged(change);
 }
 
+// The service's answer, as a management client sees it, made true only by a commit of every
+// storage request it made; the trace's "das" lines show a request the store refused.
 bool ScriptRunner::writeThroughManagement(ManageableData& data)
 {
-    StoreBatch batch(m_database);
-    return m_agent->setData(data);
+    StoreTransaction transaction(m_database);
+    const bool accepted = m_agent->setData(data);
+    const StoreOutcome outcome = transaction.commit();
+    return accepted && outcome.committed;
 }
 
 void ScriptRunner::managementSet(const std::string& json, std::size_t column)

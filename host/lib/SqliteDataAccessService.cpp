@@ -1,20 +1,32 @@
 #include "SqliteDataAccessService.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
-#include <memory>
+#include <cstring>
+#include <filesystem>
 #include <vector>
 
-#include <pugixml.hpp>
+#include "StoreMessage.h"
+#include "TextQuote.h"
 
 namespace {
 
 const char* const kXmlHeader = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
 
+struct Field {
+    const char* tag;
+    const char* column;
+};
+
 // The overview fields in the order the service writes them, with their columns.
-const std::array<std::pair<const char*, const char*>, 4> kOverviewFields = {{
+const std::array<Field, 4> kOverviewFields = {{
     {"DialPlanEnabled", "enabled"},
     {"DialPlanId", "dial_plan_id"},
     {"DialPlanError", "error"},
@@ -62,7 +74,8 @@ public:
     std::string schema;
 };
 
-// A prepared statement that finalises itself.
+// A prepared statement that finalises itself. Texts are bound and read as blobs, so that any
+// byte sequence, invalid UTF-8 and NUL included, comes back exactly as it went in.
 class Statement {
 public:
     Statement(sqlite3* database, const std::string& sql)
@@ -76,9 +89,8 @@ public:
 
     void bindText(int index, const std::string& text)
     {
-        sqlite3_bind_text(m_statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+        sqlite3_bind_blob(m_statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
     }
-    void bindNull(int index) { sqlite3_bind_null(m_statement, index); }
     void bindInteger(int index, long long value) { sqlite3_bind_int64(m_statement, index, value); }
 
     // True while there is a row.
@@ -92,8 +104,9 @@ public:
     bool isNull(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
     std::string text(int column) const
     {
-        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
-        return bytes == nullptr ? std::string() : std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column)));
+        const auto* bytes = static_cast<const char*>(sqlite3_column_blob(m_statement, column));
+        return bytes == nullptr ? std::string()
+                                : std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column)));
     }
     long long integer(int column) const { return sqlite3_column_int64(m_statement, column); }
 
@@ -117,58 +130,55 @@ std::string errorResponse(const std::string& schema, const std::string& reason)
            element("Error", reason) + "</Schema>";
 }
 
-// An element's text exactly as it stands in the message; absent when the element is.
-bool fieldText(const pugi::xml_node& parent, const std::string& name, std::string& text)
+// A stored text would come back from the service's reading of this store's answer other than
+// it was written: some text holds one of the storage messages' own tags. Refused rather than
+// stored to be read back cut or mixed up with another field.
+[[noreturn]] void refuseUnreadable(const std::string& tag, const std::string& stored,
+                                   const std::optional<std::string>& readBack)
 {
-    const pugi::xml_node child = parent.child(name.c_str());
-    if (!child) return false;
-    text = child.text().get();
-    return true;
-}
-
-// The Entry elements of a message body; an entry wrapped in a further "Entry" counts once.
-std::vector<pugi::xml_node> entryElements(const pugi::xml_node& schema)
-{
-    std::vector<pugi::xml_node> entries;
-    for (pugi::xml_node entry : schema.children("Entry")) {
-        while (entry.child("Entry")) entry = entry.child("Entry");
-        entries.push_back(entry);
-    }
-    return entries;
+    throw RequestError("cannot store the texts as written: the service would read " + tag + " back as " +
+                       (readBack ? quoteText(*readBack) : std::string("nothing")) + ", not " + quoteText(stored) +
+                       " (a text holds a tag of the storage messages)");
 }
 
 class RequestHandler {
 public:
-    RequestHandler(sqlite3* database, const pugi::xml_node& schema, std::string schemaName, std::string reason)
-        : m_database(database), m_schema(schema), m_schemaName(std::move(schemaName)), m_reason(std::move(reason))
-    {
-    }
+    RequestHandler(sqlite3* database, const StoreRequest& request) : m_database(database), m_request(request) {}
 
     std::string run()
     {
-        if (m_schemaName == DASUtilsStrings::DialPlanOverviewSchema) return overview();
-        if (m_schemaName == DASUtilsStrings::DialPlanEntriesSchema) return entries();
-        throw RequestError("unknown schema \"" + m_schemaName + "\"");
+        if (m_request.schema == DASUtilsStrings::DialPlanOverviewSchema) return overview();
+        if (m_request.schema == DASUtilsStrings::DialPlanEntriesSchema) return entries();
+        throw RequestError("unknown schema " + quoteText(m_request.schema));
     }
 
 private:
     sqlite3* m_database;
-    pugi::xml_node m_schema;
-    std::string m_schemaName;
-    std::string m_reason;
+    const StoreRequest& m_request;
+
+    const std::string& schema() const { return m_request.schema; }
+    const std::string& reason() const { return m_request.reason; }
+    bool isWrite() const { return reason() == DASUtilsStrings::WriteRequest || reason() == DASUtilsStrings::UpdateRequest; }
+
+    [[noreturn]] void unknownKind() const { throw RequestError("unknown request kind " + quoteText(reason())); }
 
     std::string overview()
     {
-        if (m_reason == DASUtilsStrings::ReadRequest) return readOverview();
-        if (m_reason == DASUtilsStrings::DeleteRequest) {
+        if (!m_request.entries.empty()) throw RequestError("an overview request holds no Entry elements");
+        for (const auto& field : m_request.fields) {
+            const bool known = std::any_of(kOverviewFields.begin(), kOverviewFields.end(),
+                                           [&](const Field& known) { return field.name == known.tag; });
+            if (!known) throw RequestError("unknown element <" + field.name + "> in " + schema());
+        }
+        if (reason() == DASUtilsStrings::ReadRequest) return readOverview();
+        if (reason() == DASUtilsStrings::DeleteRequest) {
             Statement(m_database, "DELETE FROM dial_plan_overview").step();
-            return response(m_schemaName, "");
+            return response(schema(), "");
         }
-        if (m_reason == DASUtilsStrings::WriteRequest || m_reason == DASUtilsStrings::UpdateRequest) {
-            writeOverview(m_reason == DASUtilsStrings::UpdateRequest);
-            return response(m_schemaName, "");
-        }
-        throw RequestError("unknown request kind \"" + m_reason + "\"");
+        if (!isWrite()) unknownKind();
+        writeOverview(reason() == DASUtilsStrings::UpdateRequest);
+        checkOverviewReadsBack();
+        return response(schema(), "");
     }
 
     std::string readOverview()
@@ -176,11 +186,12 @@ private:
         Statement select(m_database, "SELECT enabled, dial_plan_id, error, error_row FROM dial_plan_overview");
         std::string body;
         if (select.step()) {
-            for (int i = 0; i < static_cast<int>(kOverviewFields.size()); ++i) {
-                if (!select.isNull(i)) body += element(kOverviewFields[static_cast<std::size_t>(i)].first, select.text(i));
+            for (std::size_t i = 0; i < kOverviewFields.size(); ++i) {
+                const int column = static_cast<int>(i);
+                if (!select.isNull(column)) body += element(kOverviewFields[i].tag, select.text(column));
             }
         }
-        return response(m_schemaName, body);
+        return response(schema(), body);
     }
 
     // An update keeps the stored fields the message does not carry; a write replaces all.
@@ -188,36 +199,68 @@ private:
     {
         if (!keepAbsentFields) Statement(m_database, "DELETE FROM dial_plan_overview").step();
         Statement(m_database, "INSERT OR IGNORE INTO dial_plan_overview (singleton) VALUES (1)").step();
-        for (const auto& [tag, column] : kOverviewFields) {
-            std::string text;
-            if (!fieldText(m_schema, tag, text)) continue;
-            Statement update(m_database, std::string("UPDATE dial_plan_overview SET ") + column + " = ?1");
-            update.bindText(1, text);
+        for (const auto& field : kOverviewFields) {
+            const std::string* text = m_request.field(field.tag);
+            if (text == nullptr) continue;
+            Statement update(m_database, std::string("UPDATE dial_plan_overview SET ") + field.column + " = ?1");
+            update.bindText(1, *text);
             update.step();
+        }
+    }
+
+    // The stored overview, read from this store's answer the way the service reads it.
+    void checkOverviewReadsBack()
+    {
+        const std::string answer = readOverview();
+        Statement select(m_database, "SELECT enabled, dial_plan_id, error, error_row FROM dial_plan_overview");
+        if (!select.step()) return;
+        for (std::size_t i = 0; i < kOverviewFields.size(); ++i) {
+            const int column = static_cast<int>(i);
+            if (select.isNull(column)) continue;
+            const std::string stored = select.text(column);
+            const auto readBack = firstElementText(answer, kOverviewFields[i].tag);
+            if (readBack != stored) refuseUnreadable(kOverviewFields[i].tag, stored, readBack);
         }
     }
 
     std::string entries()
     {
-        if (m_reason == DASUtilsStrings::ReadRequest) return readEntries();
-        if (m_reason == DASUtilsStrings::DeleteRequest) {
+        if (!m_request.fields.empty())
+            throw RequestError("unknown element <" + m_request.fields.front().name + "> in " + schema());
+        for (const auto& entry : m_request.entries) checkEntryFields(entry);
+        if (reason() == DASUtilsStrings::ReadRequest) return readEntries();
+        if (reason() == DASUtilsStrings::DeleteRequest) {
             deleteEntries();
-            return response(m_schemaName, "");
+            return response(schema(), "");
         }
-        if (m_reason == DASUtilsStrings::WriteRequest || m_reason == DASUtilsStrings::UpdateRequest) {
-            for (const auto& entry : entryElements(m_schema))
-                writeEntry(entry, m_reason == DASUtilsStrings::UpdateRequest);
-            return response(m_schemaName, "");
+        if (!isWrite()) unknownKind();
+        for (const auto& entry : m_request.entries) writeEntry(entry, reason() == DASUtilsStrings::UpdateRequest);
+        checkEntriesReadBack();
+        return response(schema(), "");
+    }
+
+    void checkEntryFields(const StoreEntry& entry) const
+    {
+        const auto fields = entryFields();
+        for (const auto& field : entry.fields) {
+            const bool known = field.name == "Id" || std::any_of(fields.begin(), fields.end(), [&](const auto& known) {
+                                   return field.name == known.first;
+                               });
+            if (!known) throw RequestError("unknown element <" + field.name + "> in an Entry");
         }
-        throw RequestError("unknown request kind \"" + m_reason + "\"");
+    }
+
+    static std::string selectEntriesSql()
+    {
+        std::string sql = "SELECT id";
+        for (const auto& field : entryFields()) sql += ", " + field.second;
+        return sql + " FROM dial_plan_entries ORDER BY id";
     }
 
     std::string readEntries()
     {
         const auto fields = entryFields();
-        std::string sql = "SELECT id";
-        for (const auto& field : fields) sql += ", " + field.second;
-        Statement select(m_database, sql + " FROM dial_plan_entries ORDER BY id");
+        Statement select(m_database, selectEntriesSql());
         std::string body;
         while (select.step()) {
             std::string entry = element("Id", std::to_string(select.integer(0)));
@@ -227,39 +270,60 @@ private:
             }
             body += element("Entry", entry);
         }
-        return response(m_schemaName, body);
+        return response(schema(), body);
+    }
+
+    // Every stored entry, taken out of this store's answer one by one the way the service
+    // takes them, must give back each of its texts.
+    void checkEntriesReadBack()
+    {
+        const auto fields = entryFields();
+        std::string answer = readEntries();
+        Statement select(m_database, selectEntriesSql());
+        while (select.step()) {
+            const auto entry = takeFirstElement(answer, "Entry");
+            for (std::size_t i = 0; i < fields.size(); ++i) {
+                const int column = static_cast<int>(i) + 1;
+                if (select.isNull(column)) continue;
+                const std::string stored = select.text(column);
+                const auto readBack = entry ? firstElementText(*entry, fields[i].first) : std::nullopt;
+                if (readBack != stored) refuseUnreadable(fields[i].first, stored, readBack);
+            }
+        }
+        if (const auto extra = takeFirstElement(answer, "Entry"))
+            refuseUnreadable("a further Entry", *extra, std::nullopt);
     }
 
     // A delete naming entries by "Id" removes those; one naming none removes all.
     void deleteEntries()
     {
-        const auto named = entryElements(m_schema);
-        if (named.empty()) {
+        if (m_request.entries.empty()) {
             Statement(m_database, "DELETE FROM dial_plan_entries").step();
             return;
         }
-        for (const auto& entry : named) {
+        for (const auto& entry : m_request.entries) {
             Statement remove(m_database, "DELETE FROM dial_plan_entries WHERE id = ?1");
             remove.bindInteger(1, entryId(entry));
             remove.step();
         }
     }
 
-    long long entryId(const pugi::xml_node& entry)
+    long long entryId(const StoreEntry& entry)
     {
-        std::string text;
-        if (fieldText(entry, "Id", text)) {
+        if (const std::string* text = entry.field("Id")) {
             char* end = nullptr;
-            const long long id = std::strtoll(text.c_str(), &end, 10);
-            if (!text.empty() && end != nullptr && *end == '\0' && id > 0) return id;
-            throw RequestError("entry Id \"" + text + "\" is not a positive number");
+            errno = 0;
+            const long long id = std::strtoll(text->c_str(), &end, 10);
+            const bool whole = !text->empty() && end == text->c_str() + text->size() && errno == 0;
+            if (whole && id > 0) return id;
+            throw RequestError("entry Id " + quoteText(*text) + " is not a positive number");
         }
         Statement next(m_database, "SELECT COALESCE(MAX(id), 0) + 1 FROM dial_plan_entries");
         next.step();
         return next.integer(0);
     }
 
-    void writeEntry(const pugi::xml_node& entry, bool keepAbsentFields)
+    void writeEntry(const StoreEntry& entry, bool keepAbsentFields)
     {
         const long long id = entryId(entry);
         if (!keepAbsentFields) {
@@ -271,24 +335,59 @@ private:
         insert.bindInteger(1, id);
         insert.step();
         for (const auto& [tag, column] : entryFields()) {
-            std::string text;
-            if (!fieldText(entry, tag, text)) continue;
+            const std::string* text = entry.field(tag);
+            if (text == nullptr) continue;
             Statement update(m_database, "UPDATE dial_plan_entries SET " + column + " = ?1 WHERE id = ?2");
-            update.bindText(1, text);
+            update.bindText(1, *text);
             update.bindInteger(2, id);
             update.step();
         }
     }
 };
 
+// Makes sure the store's file is ours and private before SQLite opens it: created 0600 when
+// new (SQLite gives its -wal and -shm files the main file's mode), narrowed to 0600 when it is
+// open to others, refused when it is a link, another user's, or in a directory others may
+// write to (where they could swap the file or plant its -wal beside it).
+void preparePrivateFile(const std::string& path)
+{
+    const std::filesystem::path file(path);
+    const std::filesystem::path directory = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    struct stat directoryStatus {};
+    if (::stat(directory.c_str(), &directoryStatus) != 0)
+        throw StoreError("cannot open the store " + path + ": " + std::strerror(errno));
+    if ((directoryStatus.st_mode & S_IWOTH) != 0)
+        throw StoreError("refusing the store " + path + ": its directory " + directory.string() +
+                         " may be written by other users; keep it in a directory only you can write");
+    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        if (errno == ELOOP) throw StoreError("cannot open the store " + path + ": it is a symbolic link");
+        throw StoreError("cannot open the store " + path + ": " + std::strerror(errno));
+    }
+    struct stat fileStatus {};
+    const bool examined = ::fstat(fd, &fileStatus) == 0;
+    std::string fault;
+    if (!examined) {
+        fault = std::string("cannot examine the store ") + path + ": " + std::strerror(errno);
+    } else if (fileStatus.st_uid != ::geteuid()) {
+        fault = "refusing the store " + path + ": it belongs to another user";
+    } else if ((fileStatus.st_mode & 077) != 0 && ::fchmod(fd, 0600) != 0) {
+        fault = std::string("cannot make the store ") + path + " private: " + std::strerror(errno);
+    }
+    ::close(fd);
+    if (!fault.empty()) throw StoreError(fault);
+}
+
 }  // namespace
 
-SqliteDataAccessService::SqliteDataAccessService(const std::string& path)
+SqliteDataAccessService::SqliteDataAccessService(const std::string& path, const std::string& vfs)
 {
+    const bool inMemory = path == ":memory:";
+    if (!inMemory) preparePrivateFile(path);
     // Never through a symbolic link: whoever can plant one must not choose the file written.
     if (sqlite3_open_v2(path.c_str(), &m_database,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW,
-                        nullptr) != SQLITE_OK) {
+                        vfs.empty() ? nullptr : vfs.c_str()) != SQLITE_OK) {
         const std::string reason = m_database != nullptr ? sqlite3_errmsg(m_database) : "out of memory";
         sqlite3_close(m_database);
         m_database = nullptr;
@@ -296,8 +395,9 @@ SqliteDataAccessService::SqliteDataAccessService(const std::string& path)
     }
     sqlite3_busy_timeout(m_database, 5000);
     try {
-        if (path != ":memory:") {
+        if (!inMemory) {
             execute("PRAGMA journal_mode = WAL");
+            // A commit returns once the write-ahead log is synced: "done" means on disk.
             execute("PRAGMA synchronous = FULL");
         }
         execute(kSchemaStatements);
@@ -310,11 +410,7 @@ SqliteDataAccessService::SqliteDataAccessService(const std::string& path)
 
 SqliteDataAccessService::~SqliteDataAccessService()
 {
-    // A failed rollback must not escape the destructor; closing rolls the batch back anyway.
-    try {
-        if (m_inBatch) execute("ROLLBACK");
-    } catch (...) {
-    }
+    // Closing rolls an open transaction back.
     sqlite3_close(m_database);
 }
 
@@ -325,26 +421,21 @@ void SqliteDataAccessService::execute(const std::string& statement)
 {
     char* message = nullptr;
     if (sqlite3_exec(m_database, statement.c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
-        const std::string reason = message != nullptr ? message : "unknown error";
+        const std::string reason = message != nullptr ? message : sqlite3_errmsg(m_database);
         sqlite3_free(message);
         throw StoreError(reason);
     }
 }
 
-void SqliteDataAccessService::beginBatch()
+// After a failed statement or commit SQLite may or may not have ended the transaction itself.
+void SqliteDataAccessService::rollbackQuietly()
 {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    if (m_inBatch) return;
-    execute("BEGIN IMMEDIATE");
-    m_inBatch = true;
-}
-
-void SqliteDataAccessService::commitBatch()
-{
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    if (!m_inBatch) return;
-    m_inBatch = false;
-    execute("COMMIT");
+    if (sqlite3_get_autocommit(m_database) != 0) return;
+    try {
+        execute("ROLLBACK");
+    } catch (const StoreError&) {
+        // Nothing more can be done here; the connection rolls back when it closes.
+    }
 }
 
 bool SqliteDataAccessService::hasDialPlan()
@@ -358,48 +449,88 @@ bool SqliteDataAccessService::hasDialPlan()
 std::string SqliteDataAccessService::processRequest(const std::string& request)
 {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    // Inside a batch each request is a savepoint of the batch's transaction.
-    const char* begin = m_inBatch ? "SAVEPOINT request" : "BEGIN IMMEDIATE";
-    const char* commit = m_inBatch ? "RELEASE request" : "COMMIT";
-    const char* rollback = m_inBatch ? "ROLLBACK TO request; RELEASE request" : "ROLLBACK";
+    if (m_inTransaction) {
+        if (m_transactionFailure) return errorResponse("", "the change was refused already: " + *m_transactionFailure);
+        try {
+            return handle(request);
+        } catch (const FailedRequest& error) {
+            m_transactionFailure = error.what();
+            return errorResponse(error.schema, error.what());
+        }
+    }
     try {
-        execute(begin);
+        execute("BEGIN IMMEDIATE");
     } catch (const StoreError& error) {
         return errorResponse("", std::string("store unavailable: ") + error.what());
     }
     std::string answer;
-    bool failed = false;
     try {
         answer = handle(request);
     } catch (const FailedRequest& error) {
-        failed = true;
-        answer = errorResponse(error.schema, error.what());
-    } catch (const std::exception& error) {
-        failed = true;
-        answer = errorResponse("", error.what());
+        rollbackQuietly();
+        return errorResponse(error.schema, error.what());
     }
     try {
-        execute(failed ? rollback : commit);
+        execute("COMMIT");
     } catch (const StoreError& error) {
-        return errorResponse("", std::string("store unavailable: ") + error.what());
+        rollbackQuietly();
+        return errorResponse("", std::string("the store could not commit: ") + error.what());
     }
     return answer;
 }
 
 std::string SqliteDataAccessService::handle(const std::string& request)
 {
-    pugi::xml_document document;
-    const unsigned int options = (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_escapes;
-    const pugi::xml_parse_result parsed = document.load_buffer(request.data(), request.size(), options);
-    if (!parsed) throw RequestError(std::string("malformed request: ") + parsed.description());
-    const pugi::xml_node schema = document.child("Schema");
-    if (!schema) throw RequestError("the request has no Schema element");
-    const std::string schemaName = schema.attribute("name").value();
-    std::string reason;
-    if (!fieldText(schema, "ReasonForMessage", reason)) throw RequestError("the request has no ReasonForMessage");
+    StoreRequest parsed;
     try {
-        return RequestHandler(m_database, schema, schemaName, reason).run();
-    } catch (const RequestError& error) {
-        throw FailedRequest(schemaName, error.what());
+        parsed = parseStoreRequest(request);
+    } catch (const StoreMessageError& error) {
+        throw FailedRequest("", error.what());
     }
+    try {
+        return RequestHandler(m_database, parsed).run();
+    } catch (const std::exception& error) {
+        throw FailedRequest(parsed.schema, error.what());
+    }
+}
+
+StoreTransaction::StoreTransaction(SqliteDataAccessService& store) : m_store(store), m_hold(store.m_mutex)
+{
+    if (m_store.m_inTransaction) throw StoreError("a change of the store is already under way");
+    m_store.execute("BEGIN IMMEDIATE");
+    m_store.m_inTransaction = true;
+    m_store.m_transactionFailure.reset();
+}
+
+StoreTransaction::~StoreTransaction()
+{
+    if (m_open) rollback();
+}
+
+StoreOutcome StoreTransaction::commit()
+{
+    if (!m_open) return {false, "the change has ended already"};
+    if (m_store.m_transactionFailure) {
+        StoreOutcome outcome{false, "the store refused a request: " + *m_store.m_transactionFailure};
+        rollback();
+        return outcome;
+    }
+    m_open = false;
+    m_store.m_inTransaction = false;
+    try {
+        m_store.execute("COMMIT");
+    } catch (const StoreError& error) {
+        m_store.rollbackQuietly();
+        return {false, std::string("the store could not commit: ") + error.what()};
+    }
+    return {true, std::string()};
+}
+
+void StoreTransaction::rollback()
+{
+    if (!m_open) return;
+    m_open = false;
+    m_store.m_inTransaction = false;
+    m_store.m_transactionFailure.reset();
+    m_store.rollbackQuietly();
 }

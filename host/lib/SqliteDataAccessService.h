@@ -1,12 +1,14 @@
 #pragma once
-// The phone's data access service on SQLite: keeps the dial plan overview and entries
-// that the service writes as XML messages, and answers read requests with the stored
-// elements. Each request is one transaction; a batch groups the requests of one
-// management write into a single transaction, so a crash leaves the old plan or the new
-// one, never a mixture. Texts are kept byte for byte as the messages carry them (the
-// messages neither escape nor unescape their element texts). Thread-safe.
+// The phone's data access service on SQLite: keeps the dial plan overview and entries that
+// the service writes as storage messages, and answers read requests with the stored elements.
+// Texts are kept byte for byte as the messages carry them (the messages neither escape nor
+// unescape their texts); a write whose texts the service could not read back as written is
+// refused. A request on its own is one transaction; a StoreTransaction groups the requests of
+// one change (a dial plan write: delete, overview, entries) into a single all-or-nothing
+// transaction. Thread-safe.
 
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -15,16 +17,28 @@
 
 struct sqlite3;
 
+// The store cannot be opened or used at all.
 class StoreError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
+// How a change of the store ended: committed durably, or rolled back whole with the reason.
+struct [[nodiscard]] StoreOutcome {
+    bool committed = false;
+    std::string reason;  // empty when committed
+};
+
 class SqliteDataAccessService : public Executable, public DataAccessServiceIfc {
 public:
     // Opens (creating when needed) the database at `path`; ":memory:" keeps it in memory.
-    // Throws StoreError when the database cannot be opened or is not one of ours.
-    explicit SqliteDataAccessService(const std::string& path);
+    // A new file is made readable by its owner only (0600), and so are its -wal and -shm
+    // files; an existing one open to others is narrowed to 0600. `vfs` names the SQLite file
+    // system layer to use (empty: SQLite's default); tests pass one that injects faults.
+    // Throws StoreError when the database cannot be opened, is not one of ours, is reached
+    // through a symbolic link, belongs to another user or lies in a directory that other
+    // users may write to.
+    explicit SqliteDataAccessService(const std::string& path, const std::string& vfs = std::string());
     ~SqliteDataAccessService() override;
     SqliteDataAccessService(const SqliteDataAccessService&) = delete;
     SqliteDataAccessService& operator=(const SqliteDataAccessService&) = delete;
@@ -32,40 +46,52 @@ public:
     void init(Context& context) override;
     void shutdown() override;
 
+    // Handles one storage message and returns the answer: the stored elements for a read,
+    // "<Result>OK</Result>" or "<Result>Error</Result><Error>REASON</Error>" otherwise. Outside
+    // a transaction the request is committed durably before the answer or not at all. Inside
+    // one it joins the transaction; after a refused request the rest of the transaction is
+    // refused at once. Any thread; waits while another thread's transaction is open.
     std::string processRequest(const std::string& request) override;
 
-    // Requests between these two calls are committed together (or not at all).
-    void beginBatch();
-    void commitBatch();
-
     // True when a dial plan overview is stored.
-    bool hasDialPlan();
+    [[nodiscard]] bool hasDialPlan();
 
 private:
+    friend class StoreTransaction;
+
     std::recursive_mutex m_mutex;
     sqlite3* m_database = nullptr;
-    bool m_inBatch = false;
+    bool m_inTransaction = false;
+    // The first request refused inside the open transaction, which dooms it.
+    std::optional<std::string> m_transactionFailure;
 
     void execute(const std::string& statement);
+    void rollbackQuietly();
     std::string handle(const std::string& request);
 };
 
-// Holds a batch of the store open for its lifetime: the requests of one management write
-// are committed together when it ends.
-class StoreBatch {
+// One all-or-nothing change of the store: every request made from this thread while it is
+// open joins one SQLite transaction, and the store is held for this thread until it ends
+// (other threads' requests wait). Take it before the service lock, never while holding it:
+// the service reads the store under its lock.
+class StoreTransaction {
 public:
-    explicit StoreBatch(SqliteDataAccessService& store) : m_store(store) { m_store.beginBatch(); }
-    ~StoreBatch()
-    {
-        try {
-            m_store.commitBatch();
-        } catch (const StoreError&) {
-            // The transaction is rolled back by SQLite; the old plan stays.
-        }
-    }
-    StoreBatch(const StoreBatch&) = delete;
-    StoreBatch& operator=(const StoreBatch&) = delete;
+    // Begins the transaction; throws StoreError when the store cannot begin one.
+    explicit StoreTransaction(SqliteDataAccessService& store);
+    // Rolls the change back unless it was committed.
+    ~StoreTransaction();
+    StoreTransaction(const StoreTransaction&) = delete;
+    StoreTransaction& operator=(const StoreTransaction&) = delete;
+
+    // Commits every request of the change durably (the write-ahead log synced to disk) and
+    // answers committed; or, when a request was refused or the commit fails (a full disk, an
+    // I/O error), rolls the whole change back and answers the reason. Once only.
+    StoreOutcome commit();
+    // Undoes the whole change.
+    void rollback();
 
 private:
     SqliteDataAccessService& m_store;
+    std::unique_lock<std::recursive_mutex> m_hold;
+    bool m_open = true;
 };
