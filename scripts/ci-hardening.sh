@@ -23,6 +23,7 @@ declare -A FUZZ_RUNS=(
     [DialPlanConfigFuzzer]=4000
     [ConversionFuzzer]=4000
     [FramingFuzzer]=200000
+    [StoreRequestFuzzer]=20000
 )
 
 timed() {
