@@ -279,6 +279,27 @@ TEST_F(HostDaemon, RefusedPlanIsAnsweredFalseWithItsReasonAndTheOldPlanStaysInFo
     EXPECT_EQ(storedPlan(daemon.store()).first, "OLD");
 }
 
+TEST_F(HostDaemon, RefusedConfiguredPlanIsReportedAndLeavesThePlanTheServiceStartsWith)
+{
+    const std::string config = directory + "/phone.json";
+    std::ofstream(config) << R"({"dialPlan": {"dial-plan-id": "BAD", "dial-plan-enabled": "true", )"
+                          << R"("dialPlanSettings": [{"digit-string": "0", "action": "X"}]}})";
+    DaemonProcess configured(directory, {"--config", config});
+    configured.start();
+    DasClient client(configured.socket(), "");
+    const Json plan = client.managementGet({"dial-plan-id", "dial-plan-enabled", "dial-plan-error"});
+    EXPECT_EQ(plan.at("items").dump(), R"([["dial-plan-id/dialPlanId",""],["dial-plan-enabled/dialPlanEnabled","false"],)"
+                                       R"(["dial-plan-error/dialPlanError","false"],["dial-plan-error-row/dialPlanErrorRow",""]])");
+    client.close();
+    EXPECT_EQ(configured.stop(), 0);
+    std::ifstream file(configured.log());
+    const std::string log((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    EXPECT_TRUE(contains(log, "dasd: configured dial plan not written: the service refused the dial plan: row 1 is "
+                              "not valid\n"))
+        << log;
+    EXPECT_FALSE(SqliteDataAccessService(configured.store()).hasDialPlan());
+}
+
 // A reload is one change: an invalid dial plan in the file keeps every item as it was too.
 TEST_F(HostDaemon, HangupWithAnInvalidPlanKeepsTheWholeOldConfiguration)
 {
