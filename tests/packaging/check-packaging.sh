@@ -89,6 +89,12 @@ PREFIX=$WORK/prefix
 cmake --install "$BUILD" --prefix "$PREFIX" >"$WORK/install.log"
 ok "cmake --install into a scratch prefix"
 
+soname=$(objdump -p "$PREFIX/lib/libDigitAnalysisService.so.1.0.0" | awk '$1 == "SONAME" {print $2}')
+[ "$soname" = libDigitAnalysisService.so.1 ] || fail "the plug-in's SONAME is '$soname'"
+[ "$(readlink "$PREFIX/lib/libDigitAnalysisService.so")" = libDigitAnalysisService.so.1 ] ||
+    fail "libDigitAnalysisService.so does not link to the SONAME"
+ok "the plug-in is libDigitAnalysisService.so.1.0.0, SONAME $soname, with the unversioned link"
+
 consumer_with_cmake consumer-cmake "$PREFIX" || { cat "$WORK/consumer-cmake.log"; fail "the consumer does not configure against $PREFIX"; }
 cmake --build "$WORK/consumer-cmake" >/dev/null
 ctest --test-dir "$WORK/consumer-cmake" --output-on-failure | grep -E "tests passed|created" || fail "the CMake consumer's test"
@@ -135,6 +141,13 @@ ok "dpkg -i $(basename "$DEB")"
 /usr/bin/das-sim "/usr/share/doc/$PACKAGE/examples/demo.das" >"$WORK/demo.out"
 grep -qF "$DEMO_LAST_LINE" "$WORK/demo.out" || { tail "$WORK/demo.out"; fail "the installed das-sim's demo"; }
 ok "das-sim runs /usr/share/doc/$PACKAGE/examples/demo.das with the plug-in it finds by default"
+
+# The package's plug-in is stripped: its dynamic symbol table must still hold exactly the
+# three factories and the logger texts.
+exports=$(nm -D --defined-only /usr/lib/libDigitAnalysisService.so.1 | awk '{print $3}' | sort)
+others=$(grep -vE '^(createDigitAnalysisService|createDigitAnalysisServiceInvoker|createDigitAnalysisServiceEventProxy|dialPlanLoggerTexts_.*)$' <<<"$exports" || true)
+[ -z "$others" ] && [ "$(grep -c '^create' <<<"$exports")" -eq 3 ] || { echo "$exports"; fail "the installed plug-in's exports"; }
+ok "the installed plug-in exports the three factories and the logger texts only"
 
 # As dasd.socket does: the socket is made first, and dasd started on the first connection with
 # it as descriptor 3; without the activation tool, dasd makes its own.
