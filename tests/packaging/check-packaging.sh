@@ -133,7 +133,11 @@ for attempt in $(seq 1 60); do
         installed_by_us=1
         break
     fi
-    grep -q "lock" "$WORK/dpkg.log" && [ "$attempt" -lt 60 ] || { cat "$WORK/dpkg.log"; dpkg --purge "$PACKAGE" >/dev/null 2>&1 || true; fail "dpkg -i"; }
+    if ! grep -q "lock" "$WORK/dpkg.log" || [ "$attempt" -eq 60 ]; then
+        cat "$WORK/dpkg.log"
+        dpkg --purge "$PACKAGE" >/dev/null 2>&1 || true
+        fail "dpkg -i"
+    fi
     sleep 5
 done
 ok "dpkg -i $(basename "$DEB")"
@@ -146,7 +150,10 @@ ok "das-sim runs /usr/share/doc/$PACKAGE/examples/demo.das with the plug-in it f
 # three factories and the logger texts.
 exports=$(nm -D --defined-only /usr/lib/libDigitAnalysisService.so.1 | awk '{print $3}' | sort)
 others=$(grep -vE '^(createDigitAnalysisService|createDigitAnalysisServiceInvoker|createDigitAnalysisServiceEventProxy|dialPlanLoggerTexts_.*)$' <<<"$exports" || true)
-[ -z "$others" ] && [ "$(grep -c '^create' <<<"$exports")" -eq 3 ] || { echo "$exports"; fail "the installed plug-in's exports"; }
+if [ -n "$others" ] || [ "$(grep -c '^create' <<<"$exports")" -ne 3 ]; then
+    echo "$exports"
+    fail "the installed plug-in's exports"
+fi
 ok "the installed plug-in exports the three factories and the logger texts only"
 
 # As dasd.socket does: the socket is made first, and dasd started on the first connection with
@@ -190,6 +197,8 @@ ok "the user units verify (systemd-analyze) and man finds das-sim(1), dasd(1), d
 # Purged, not only removed: a removed package stays known to dpkg ("config-files").
 dpkg --purge "$PACKAGE" >/dev/null
 installed_by_us=0
-[ ! -e /usr/bin/dasd ] && [ ! -e /usr/lib/libDigitAnalysisService.so.1 ] || fail "files left after dpkg --purge"
+if [ -e /usr/bin/dasd ] || [ -e /usr/lib/libDigitAnalysisService.so.1 ]; then
+    fail "files left after dpkg --purge"
+fi
 ! dpkg-query -W "$PACKAGE" >/dev/null 2>&1 || fail "dpkg still knows $PACKAGE"
 ok "dpkg --purge $PACKAGE leaves the machine as it was"
