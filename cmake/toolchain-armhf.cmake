@@ -22,22 +22,19 @@ set(DAS_ARMHF_DEFINES "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
 set(CMAKE_C_FLAGS_INIT "${DAS_ARMHF_DEFINES}")
 set(CMAKE_CXX_FLAGS_INIT "${DAS_ARMHF_DEFINES} -Wno-psabi")
 
-# The cross compiler's own C and C++ runtime (what the programs are linked against), the
-# multiarch libraries, and the prefix where the installer unpacks armhf development files
-# that cannot be installed beside the host's packages.
+# The cross compiler's own C and C++ runtime (what the programs are linked against) and the
+# multiarch libraries.
 set(DAS_ARMHF_TOOLCHAIN_ROOT /usr/${DAS_ARMHF_TRIPLET})
 set(DAS_ARMHF_MULTIARCH_LIBS /usr/lib/${DAS_ARMHF_TRIPLET})
-set(DAS_ARMHF_EXTRA_PREFIX /opt/das-armhf/usr)
 
 # Find armhf libraries and packages only: /usr/lib/arm-linux-gnueabihf through the library
 # architecture, never the host's /usr/lib/x86_64-linux-gnu; host programs stay usable.
-list(APPEND CMAKE_PREFIX_PATH ${DAS_ARMHF_EXTRA_PREFIX})
 list(APPEND CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu
      /usr/lib/x86_64-linux-gnu/cmake /usr/lib/x86_64-linux-gnu/pkgconfig)
-set(ENV{PKG_CONFIG_LIBDIR} "${DAS_ARMHF_EXTRA_PREFIX}/lib/${DAS_ARMHF_TRIPLET}/pkgconfig:${DAS_ARMHF_MULTIARCH_LIBS}/pkgconfig:/usr/share/pkgconfig")
+set(ENV{PKG_CONFIG_LIBDIR} "${DAS_ARMHF_MULTIARCH_LIBS}/pkgconfig:/usr/share/pkgconfig")
 
 # qemu-arm runs test programs (ctest, gtest discovery): -L gives the guest its dynamic loader
-# and C runtime from the cross toolchain; the multiarch and unpacked libraries come after it.
+# and C runtime from the cross toolchain; the multiarch libraries come after it.
 set(CMAKE_CROSSCOMPILING_EMULATOR
     qemu-arm -L ${DAS_ARMHF_TOOLCHAIN_ROOT}
-    -E LD_LIBRARY_PATH=${DAS_ARMHF_TOOLCHAIN_ROOT}/lib:${DAS_ARMHF_MULTIARCH_LIBS}:${DAS_ARMHF_EXTRA_PREFIX}/lib/${DAS_ARMHF_TRIPLET})
+    -E LD_LIBRARY_PATH=${DAS_ARMHF_TOOLCHAIN_ROOT}/lib:${DAS_ARMHF_MULTIARCH_LIBS})

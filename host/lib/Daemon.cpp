@@ -35,6 +35,7 @@
 #include "ProxyRequest.h"
 #include "RealTimeContext.h"
 #include "RecordingPeers.h"
+#include "SocketActivation.h"
 #include "SqliteDataAccessService.h"
 #include "TextQuote.h"
 #include "UnixSocket.h"
@@ -384,7 +385,7 @@ int Daemon::Impl::run()
 
     applyStoreConfig(m_config);
     startService();
-    m_listenFd = listenUnixSocket(m_options.socketPath);
+    m_listenFd = adoptOrListenUnixSocket(m_options.socketPath);
     m_messageThreads.start(m_options.messageThreads);
     m_managementThread.start(1);
     say("serving on " + m_options.socketPath + " with the store " + m_options.storePath);
@@ -746,8 +747,7 @@ std::size_t Daemon::Impl::applyChangedItems(const HostConfig& fresh)
 
 void Daemon::Impl::shutDown()
 {
-    ::close(m_listenFd);
-    ::unlink(m_options.socketPath.c_str());
+    closeListeningSocket(m_listenFd, m_options.socketPath);
     m_managementThread.stop();
     reapConnections(true);
     m_messageThreads.stop();
