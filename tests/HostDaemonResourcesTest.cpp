@@ -71,15 +71,17 @@ std::size_t openDescriptors(pid_t pid)
     return count;
 }
 
-// The process's address space in bytes (VmSize).
-rlim_t addressSpace(pid_t pid)
+// A size from the process's status in bytes: "VmSize" (its address space), "VmRSS" (its memory).
+rlim_t statusBytes(pid_t pid, const std::string& key)
 {
     std::istringstream status(readFile("/proc/" + std::to_string(pid) + "/status"));
     for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmSize:", 0) == 0) return static_cast<rlim_t>(std::stoull(line.substr(7))) * 1024;
+        if (line.rfind(key + ":", 0) == 0) return static_cast<rlim_t>(std::stoull(line.substr(key.size() + 1))) * 1024;
     }
     return 0;
 }
+
+rlim_t addressSpace(pid_t pid) { return statusBytes(pid, "VmSize"); }
 
 void setSoftLimit(pid_t pid, int resource, rlim_t value)
 {
@@ -106,6 +108,8 @@ public:
     RawClient& operator=(const RawClient&) = delete;
 
     void send(const std::string& bytes) { writeAll(m_fd, bytes); }
+    // Ends the connection both ways: a send blocked on it returns.
+    void hangUp() { shutdown(m_fd, SHUT_RDWR); }
 
     // The frames that arrive until `enough` says so, the daemon hangs up or `limit` passes.
     std::vector<Frame> receive(const std::function<bool(const std::vector<Frame>&)>& enough,
@@ -234,6 +238,31 @@ TEST_F(HostDaemonResources, FaultWhileHandlingOneClientEndsOnlyThatClientsWork)
         EXPECT_TRUE(contains(log(), "dasd: client \"big\": connection ended by a fault in the daemon: ")) << log();
     }
     EXPECT_EQ(bystander.request("isfacprefixrequest:*72"), std::vector<std::string>{"isfacprefixresponse:*72,1"});
+}
+
+TEST_F(HostDaemonResources, RequestsWaitingForAClientThatDoesNotReadAreBoundedBySize)
+{
+    daemon.start();
+    const pid_t pid = daemon.pid();
+    const rlim_t before = statusBytes(pid, "VmRSS");
+    // Small requests until the replies fill the socket (the client reads none) and the
+    // message thread waits to send; then requests of a megabyte each, 48 MiB in all.
+    std::string stream = encodeFrame(Frame{FrameKind::Hello, 0, "stuck"});
+    std::uint32_t id = 0;
+    for (int i = 0; i < 400; ++i) stream += encodeFrame(Frame{FrameKind::Request, ++id, "isCanonicalDataValidRequest"});
+    const std::string keyword = "isCanonicalDataValidRequest";
+    const std::string big = keyword + std::string(kMaxFrameLength - 5 - keyword.size(), '7');
+    for (int i = 0; i < 48; ++i) stream += encodeFrame(Frame{FrameKind::Request, ++id, big});
+
+    RawClient stuck(daemon.socket());
+    std::thread writer([&] { stuck.send(stream); });
+    std::this_thread::sleep_for(2s);
+    const rlim_t grown = statusBytes(pid, "VmRSS") - std::min(before, statusBytes(pid, "VmRSS"));
+    stuck.hangUp();
+    writer.join();
+    EXPECT_LT(grown, 16u * 1024 * 1024) << "bytes the daemon took in for one client that does not read";
+    DasClient other(daemon.socket(), "other");
+    EXPECT_EQ(other.request("isfacprefixrequest:*72"), std::vector<std::string>{"isfacprefixresponse:*72,1"});
 }
 
 TEST_F(HostDaemonResources, ManagementFloodIsAnsweredBusyWhileOthersAreServed)
