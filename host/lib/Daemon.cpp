@@ -86,6 +86,17 @@ void say(const std::string& text)
 
 std::string describe(const std::exception& error) { return quoteText(error.what()); }
 
+// What an exception says, or nothing when even that copy fails (out of memory): for
+// boundaries, which must not throw themselves.
+std::string whatOf(const std::exception& error) noexcept
+{
+    try {
+        return error.what();
+    } catch (...) {
+        return std::string();
+    }
+}
+
 // A client's text as a fault line shows it: quoted, and only its start when it is long, so
 // that a line costs little however large the text (and memory, when it is short).
 std::string excerpt(const std::string& text)
@@ -291,16 +302,17 @@ public:
     void attach(const ConnectionPtr& connection)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_connections.push_back(connection);
+        m_connections.emplace_back(connection.get(), connection);
     }
 
+    // Takes no hold of any connection: the last hold of one must never be let go under this
+    // channel's lock or the daemon's client lock (its end takes the client lock).
     void detach(const Connection* connection)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
-                                           [&](const std::weak_ptr<Connection>& held) {
-                                               const auto live = held.lock();
-                                               return !live || live.get() == connection;
+                                           [&](const Attached& held) {
+                                               return held.first == connection || held.second.expired();
                                            }),
                             m_connections.end());
         m_changed.notify_all();
@@ -357,16 +369,18 @@ private:
     std::string m_format;
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<std::weak_ptr<Connection>> m_connections;
+    using Attached = std::pair<const Connection*, std::weak_ptr<Connection>>;
+    std::vector<Attached> m_connections;
     std::map<std::uint32_t, std::pair<bool, std::string>> m_answers;
     std::uint32_t m_nextId = 1;
 
+    // The caller lets the holds go outside m_mutex.
     std::vector<ConnectionPtr> liveConnections()
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         std::vector<ConnectionPtr> live;
         for (const auto& held : m_connections) {
-            if (auto connection = held.lock()) live.push_back(connection);
+            if (auto connection = held.second.lock()) live.push_back(std::move(connection));
         }
         return live;
     }
@@ -779,14 +793,24 @@ void Daemon::Impl::reapConnections(bool all)
 // A fault ends this connection with an ERROR frame; the daemon and its other clients go on.
 void Daemon::Impl::readConnection(const ConnectionPtr& connection)
 {
+    bool failed = false;
+    std::string why;
     try {
         readFrames(connection);
     } catch (const std::exception& error) {
-        connection->faults.report("connection ended by a fault in the daemon: " + describe(error));
-        connection->send(Frame{FrameKind::Error, 0, "internal error: the daemon could not go on with this connection"});
+        failed = true;
+        why = whatOf(error);
     } catch (...) {
-        connection->faults.report("connection ended by a fault in the daemon");
-        connection->send(Frame{FrameKind::Error, 0, "internal error: the daemon could not go on with this connection"});
+        failed = true;
+    }
+    if (failed) {
+        try {
+            connection->faults.report("connection ended by a fault in the daemon" +
+                                      (why.empty() ? std::string() : ": " + quoteText(why)));
+            connection->send(Frame{FrameKind::Error, 0, "internal error: the daemon could not go on with this connection"});
+        } catch (...) {
+            // Not even that could be done (no memory): the connection ends all the same.
+        }
     }
     connection->hangUp();
     if (!connection->name.empty()) {
@@ -988,21 +1012,20 @@ void Daemon::Impl::runRequest(const ConnectionPtr& connection, const Frame& fram
         m_invoker->handleMessage(m_service.get(), frame.text.data(), static_cast<int>(frame.text.size()), &response);
     } catch (const std::exception& error) {
         failed = true;
-        why = error.what();
+        why = whatOf(error);
     } catch (...) {
         failed = true;
     }
     t_requestFaults = nullptr;
+    // The client's answer first: reporting may fail too when memory is short.
+    const int completions = response.completions;
+    if (completions == 0) response.responseComplete();
     if (failed) {
         connection->faults.report("the request " + excerpt(frame.text) + " failed" +
                                   (why.empty() ? std::string() : ": " + quoteText(why)));
-    }
-    if (response.completions != 1) {
-        if (!failed) {
-            connection->faults.report("the request " + excerpt(frame.text) + " was completed " +
-                                      std::to_string(response.completions) + " times instead of once");
-        }
-        if (response.completions == 0) response.responseComplete();
+    } else if (completions != 1) {
+        connection->faults.report("the request " + excerpt(frame.text) + " was completed " +
+                                  std::to_string(completions) + " times instead of once");
     }
 }
 
@@ -1032,13 +1055,22 @@ void Daemon::Impl::manage(const ConnectionPtr& connection, const Frame& frame)
             }
         } waiting{m_managementWaiting, connection->managementWaiting};
         std::string answer;
+        bool failed = false;
+        std::string why;
         try {
             answer = managementAnswer(frame);
         } catch (const std::exception& error) {
-            connection->faults.report(std::string(frameKindName(frame.kind)) + " frame failed: " + describe(error));
-            answer = errorJson("internal error: the management message could not be handled");
+            failed = true;
+            why = whatOf(error);
+        } catch (...) {
+            failed = true;
         }
+        if (failed) answer = errorJson("internal error: the management message could not be handled");
         connection->send(Frame{FrameKind::MgmtResult, frame.id, answer});
+        if (failed) {
+            connection->faults.report(std::string(frameKindName(frame.kind)) + " frame failed" +
+                                      (why.empty() ? std::string() : ": " + quoteText(why)));
+        }
     });
 }
 
