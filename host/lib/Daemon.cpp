@@ -12,7 +12,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <functional>
@@ -59,7 +58,7 @@ const std::size_t kMaxClientNameLength = 255;
 // beyond either its reader waits, so a client that floods the daemon is slowed, not served
 // out of memory. One request is always let in, however large.
 const std::size_t kMaxQueuedRequests = 1024;
-const std::size_t kMaxQueuedRequestBytes = 4 * 1024 * 1024;
+const std::size_t kMaxQueuedRequestBytes = std::size_t{4} * 1024 * 1024;
 // Management frames waiting for the management thread: per connection and in all. Past
 // either the frame is answered "busy" at once.
 const std::size_t kMaxWaitingManagementPerClient = 8;
@@ -760,7 +759,7 @@ void Daemon::Impl::acceptFailed(int error)
     if (m_acceptPaused) return;
     m_acceptPaused = true;
     m_acceptFailures = 1;
-    say(std::string("cannot accept connections: ") + std::strerror(error) + "; trying again every " +
+    say("cannot accept connections: " + std::generic_category().message(error) + "; trying again every " +
         std::to_string(kAcceptPause.count()) + " ms");
 }
 
