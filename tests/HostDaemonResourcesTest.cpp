@@ -236,6 +236,8 @@ TEST_F(HostDaemonResources, ClientWhoseThreadCannotStartIsRefusedAndServingGoesO
     }
     EXPECT_EQ(refusal, "the daemon refused the client: refused: the daemon cannot take another client now");
     EXPECT_TRUE(alive(pid));
+    // The client hears of it first, the log right after.
+    waitForLog("dasd: refused a client: cannot start its reader thread: ");
     EXPECT_TRUE(contains(log(), "dasd: refused a client: cannot start its reader thread: ")) << log();
 
     setSoftLimit(pid, RLIMIT_AS, RLIM_INFINITY);
