@@ -115,6 +115,15 @@ bool memoryIsPlain()
 #endif
 }
 
+// Whether the process runs under an emulator (qemu-user, for the armhf build): its resident
+// size is then mostly the emulator's own.
+bool underEmulator(pid_t pid)
+{
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", error);
+    return !error && contains(program.filename().string(), "qemu");
+}
+
 bool alive(pid_t pid)
 {
     const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
@@ -282,6 +291,7 @@ TEST_F(HostDaemonResources, RequestsWaitingForAClientThatDoesNotReadAreBoundedBy
     if (!memoryIsPlain()) GTEST_SKIP() << "a sanitizer's shadow memory swells the resident size";
     daemon.start();
     const pid_t pid = daemon.pid();
+    if (underEmulator(pid)) GTEST_SKIP() << "the emulator's own memory swells the resident size";
     const rlim_t before = statusBytes(pid, "VmRSS");
     // Small requests until the replies fill the socket (the client reads none) and the
     // message thread waits to send; then requests of a megabyte each, 48 MiB in all.
@@ -394,6 +404,7 @@ TEST_F(HostDaemonResources, FaultyClientCannotFloodTheLog)
     // each byte of its number.
     const std::string request = "dialstringrequest:" + std::string(1000, '\xff');
     std::size_t traffic = 0;
+    const auto started = std::chrono::steady_clock::now();
     {
         DasClient faulty(daemon.socket(), "faulty");
         for (int i = 0; i < kRequests; ++i) {
@@ -401,11 +412,12 @@ TEST_F(HostDaemonResources, FaultyClientCannotFloodTheLog)
             traffic += request.size();
         }
     }
+    const auto windows = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - started) / 10s + 1;
     EXPECT_EQ(daemon.stop(), 0);
     const std::string text = log();
     const std::size_t written = countLines(text, "Invalid request string");
     EXPECT_GE(written, 1u);
-    EXPECT_LE(written, 20u) << "ten a window, and the run may cross into a second window";
+    EXPECT_LE(written, 10u * static_cast<std::size_t>(windows)) << "ten in each window of ten seconds the flood lasted";
     std::size_t suppressed = 0;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
