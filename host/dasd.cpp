@@ -21,7 +21,10 @@ int main(int argc, char** argv)
     options.socketPath = defaultSocketPath();
     options.storePath = defaultStorePath();
     app.add_option("--config", options.configFile, "phone configuration (JSON); the built-in Munich phone when absent");
-    app.add_option("--socket", options.socketPath, "the socket to listen on")->capture_default_str();
+    app.add_option("--socket", options.socketPath,
+                   "the socket to listen on (default: $XDG_RUNTIME_DIR/dasd.sock, else /run/user/UID/dasd.sock "
+                   "when that is a private directory of this user)")
+        ->capture_default_str();
     app.add_option("--store", options.storePath, "the SQLite file that keeps the dial plan")->capture_default_str();
     app.add_option("--log", options.logLevel, "write the service's log lines of this level or more severe (2, 3, 5)");
     app.add_option("--plugin", options.pluginPath, "the plug-in to load")->default_str(PluginLibrary::defaultPath());
@@ -31,6 +34,12 @@ int main(int argc, char** argv)
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     if (options.pluginPath.empty()) options.pluginPath = PluginLibrary::defaultPath();
+    // No silent fallback to a directory shared with other users: without a private default
+    // place the path must be given.
+    if (options.socketPath.empty()) {
+        std::cerr << "dasd: " << noDefaultSocketMessage() << std::endl;
+        return 2;
+    }
 
     try {
         Daemon daemon(options);

@@ -157,17 +157,40 @@ void setTimerOutput(unsigned int* timer, const t_dialPlanEntry& entry)
 // A logger text that a phone may have replaced, null included.
 std::string loggerText(const char* text) { return text != nullptr ? text : ""; }
 
-void deleteLogFile(const std::string& fileName)
+// The log file's directory, opened without following a symbolic link at it (a link planted
+// at /tmp/logs would otherwise steer the write, or the delete, into any directory), and the
+// file's own name in it. -1 when the directory is missing, is a link or is no directory.
+int openLogDirectory(const std::string& fileName, std::string& baseName)
 {
-    if (!fileName.empty()) ::unlink(fileName.c_str());
+    const std::size_t slash = fileName.rfind('/');
+    baseName = slash == std::string::npos ? fileName : fileName.substr(slash + 1);
+    const std::string directory =
+        slash == std::string::npos ? std::string(".") : slash == 0 ? std::string("/") : fileName.substr(0, slash);
+    if (baseName.empty()) return -1;
+    return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
-// Writes the whole file, or nothing when the path is a symbolic link or its directory is
-// missing: the file is diagnostic only, and following a link could overwrite another file.
+void deleteLogFile(const std::string& fileName)
+{
+    if (fileName.empty()) return;
+    std::string baseName;
+    const int directory = openLogDirectory(fileName, baseName);
+    if (directory < 0) return;
+    ::unlinkat(directory, baseName.c_str(), 0);
+    ::close(directory);
+}
+
+// Writes the whole file, or nothing when the file or its directory is a symbolic link or the
+// directory is missing: the file is diagnostic only, and following a link could overwrite
+// another file.
 void writeLogFile(const std::string& fileName, const std::string& content)
 {
     if (fileName.empty()) return;
-    const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+    std::string baseName;
+    const int directory = openLogDirectory(fileName, baseName);
+    if (directory < 0) return;
+    const int fd = ::openat(directory, baseName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+    ::close(directory);
     if (fd < 0) return;
     std::size_t written = 0;
     while (written < content.size()) {

@@ -286,6 +286,40 @@ TEST_F(DialPlanLogFile, SymbolicLinkAtThePathIsNotFollowed)
     ::unlink(target.c_str());
 }
 
+TEST_F(DialPlanLogFile, SymbolicLinkAtTheDirectoryIsNotFollowed)
+{
+    // The plug-in's directory (/tmp/logs) planted as a link to another directory.
+    const std::string elsewhere = harness.logFilePath() + ".elsewhere";
+    const std::string linked = harness.logFilePath() + ".logs";
+    ASSERT_EQ(::mkdir(elsewhere.c_str(), 0700), 0);
+    ASSERT_EQ(::symlink(elsewhere.c_str(), linked.c_str()), 0);
+    { std::ofstream(elsewhere + "/dial.plan.log") << "keep"; }
+    LogFileNameOverride throughLink(linked + "/dial.plan.log");
+
+    // A configuration change deletes the file and writes it anew; a storage read writes only.
+    ManageableData config;
+    setItem(config, "dial-plan-id", "P1");
+    EXPECT_TRUE(plan.setData(config));
+    EXPECT_EQ(readFile(elsewhere + "/dial.plan.log"), "keep");
+    harness.das.setReadResponse("DialPlanEntries", "<Entry><DigitString>1</DigitString></Entry>");
+    EXPECT_TRUE(plan.readDialPlanEntriesFromDAS());
+    EXPECT_EQ(readFile(elsewhere + "/dial.plan.log"), "keep");
+
+    ::unlink((elsewhere + "/dial.plan.log").c_str());
+    EXPECT_TRUE(plan.setData(config));
+    EXPECT_FALSE(fileExists(elsewhere + "/dial.plan.log")) << "nothing is created through the link";
+    EXPECT_EQ(plan.getIdentity(), "P1");
+}
+
+TEST_F(DialPlanLogFile, RealDirectoryOtherThanTheDefaultIsWritten)
+{
+    const std::string directory = harness.logFilePath() + ".logs";
+    ASSERT_EQ(::mkdir(directory.c_str(), 0700), 0);
+    LogFileNameOverride moved(directory + "/dial.plan.log");
+    plan.logDialPlan();
+    EXPECT_EQ(readFile(directory + "/dial.plan.log").substr(0, 10), "\nenabled: ");
+}
+
 TEST_F(DialPlanLogFile, MissingDirectoryMeansNoFile)
 {
     const std::string directory = harness.logFilePath() + ".dir";

@@ -202,16 +202,33 @@ TEST_F(HostDaemon, ClientOfAnotherUserIsRefused)
     if (geteuid() != 0) GTEST_SKIP() << "needs root to run a client as another user";
     chmod(directory.c_str(), 0755);
     daemon.start();
-    const auto connectAsNobody = [&]() -> int {
+    // 1: cannot connect; 2: the daemon refused the client; 3: the client refused the daemon.
+    const auto connectAsNobody = [&](bool throughTheClient) -> int {
         const pid_t child = fork();
         if (child == 0) {
             if (setgid(65534) != 0 || setuid(65534) != 0) _exit(10);
-            try {
-                DasClient client(daemon.socket(), "intruder");
-                _exit(0);
-            } catch (const ClientError& error) {
-                _exit(std::string(error.what()).find("refused") != std::string::npos ? 2 : 1);
+            if (throughTheClient) {
+                try {
+                    DasClient client(daemon.socket(), "intruder");
+                    _exit(0);
+                } catch (const ClientError& error) {
+                    _exit(std::string(error.what()).find("refusing the socket") != std::string::npos ? 3 : 1);
+                }
             }
+            // A raw connection, as a client that does not check whom it talks to.
+            const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+            sockaddr_un address{};
+            address.sun_family = AF_UNIX;
+            std::snprintf(address.sun_path, sizeof address.sun_path, "%s", daemon.socket().c_str());
+            if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) _exit(1);
+            writeAll(fd, encodeFrame(Frame{FrameKind::Hello, 0, "intruder"}));
+            FrameDecoder decoder;
+            Frame frame;
+            char buffer[256];
+            ssize_t count = 0;
+            while (!decoder.next(frame) && (count = recv(fd, buffer, sizeof buffer, 0)) > 0)
+                decoder.feed(buffer, static_cast<std::size_t>(count));
+            _exit(frame.kind == FrameKind::Error && frame.text == "refused: the client runs as another user" ? 2 : 0);
         }
         int status = 0;
         waitpid(child, &status, 0);
@@ -220,9 +237,10 @@ TEST_F(HostDaemon, ClientOfAnotherUserIsRefused)
     struct stat info{};
     ASSERT_EQ(stat(daemon.socket().c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
-    EXPECT_EQ(connectAsNobody(), 1) << "the socket's mode keeps others out";
+    EXPECT_EQ(connectAsNobody(false), 1) << "the socket's mode keeps others out";
     chmod(daemon.socket().c_str(), 0666);
-    EXPECT_EQ(connectAsNobody(), 2) << "the peer's user id is checked as well";
+    EXPECT_EQ(connectAsNobody(false), 2) << "the peer's user id is checked as well";
+    EXPECT_EQ(connectAsNobody(true), 3) << "and the client checks whom it talks to";
     EXPECT_EQ(dasctl("send isfacprefixrequest:*72"), "reply \"isfacprefixresponse:*72,1\"\n");
 }
 

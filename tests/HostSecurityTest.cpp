@@ -2,14 +2,21 @@
 // opened through a symbolic link, text from requests, client names and configuration is
 // never used as a format, a request larger than the protocol's maximum is refused with a
 // clear error while the connection ends cleanly and other clients go on, and a reply too
-// long for a frame is dropped rather than breaking the connection.
+// long for a frame is dropped rather than breaking the connection. Its socket is only ever in
+// a place other users cannot tamper with, and its client talks only to a daemon of its user.
 
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,7 +25,9 @@
 #include "DaemonProcess.h"
 #include "ScratchDirectory.h"
 #include "DasClient.h"
+#include "ForeignServer.h"
 #include "Framing.h"
+#include "ScopedEnvironment.h"
 #include "UnixSocket.h"
 
 namespace {
@@ -32,6 +41,18 @@ std::string readFile(const std::string& path)
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// Standard output and error of a shell command, and its exit status.
+std::pair<std::string, int> run(const std::string& command)
+{
+    std::string output;
+    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) return {output, -1};
+    std::array<char, 4096> buffer{};
+    while (fgets(buffer.data(), static_cast<int>(buffer.size()), pipe) != nullptr) output += buffer.data();
+    const int status = pclose(pipe);
+    return {output, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+}
 
 class HostSecurity : public ::testing::Test {
 protected:
@@ -155,6 +176,53 @@ TEST_F(HostSecurity, FormatTextFromClientsAndConfigurationIsTakenAsText)
     const std::string log = readFile(daemon.log());
     EXPECT_TRUE(contains(log, "Invalid request string: 'dialstringrequest:" + kFormat + "'")) << log;
     EXPECT_FALSE(contains(log, "(null)")) << log;
+}
+
+TEST_F(HostSecurity, DaemonRefusesToListenWhereOtherUsersMayWrite)
+{
+    const std::string open = directory + "/open";
+    ASSERT_EQ(mkdir(open.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(open.c_str(), 0777), 0);
+    const int status = daemon.runToExit(
+        {"--socket", open + "/dasd.sock", "--store", daemon.store(), "--plugin", DAS_PLUGIN_FILE}, std::chrono::seconds(20));
+    EXPECT_NE(status, 0);
+    EXPECT_NE(status, -1) << "still serving";
+    EXPECT_FALSE(std::filesystem::exists(open + "/dasd.sock"));
+    EXPECT_TRUE(contains(readFile(daemon.log()), "dasd: refusing to listen in " + open +
+                                                     ": other users may write to it and it is not sticky"))
+        << readFile(daemon.log());
+}
+
+TEST_F(HostSecurity, WithoutAPrivatePlaceForTheSocketAPathMustBeGiven)
+{
+    ScopedEnvironment runtime("XDG_RUNTIME_DIR", std::nullopt);
+    if (!defaultSocketPath().empty()) GTEST_SKIP() << "this user has a private runtime directory";
+    const std::string shared = "/tmp/dasd-" + std::to_string(geteuid()) + ".sock";
+    const bool sharedExisted = std::filesystem::exists(shared);
+
+    EXPECT_EQ(daemon.runToExit({"--store", daemon.store(), "--plugin", DAS_PLUGIN_FILE}, std::chrono::seconds(20)), 2);
+    EXPECT_EQ(readFile(daemon.log()), "dasd: " + noDefaultSocketMessage() + "\n");
+    EXPECT_EQ(std::filesystem::exists(shared), sharedExisted);
+
+    const auto [output, status] = run(std::string(DASCTL_PATH) + " send isfacprefixrequest:1");
+    EXPECT_EQ(output, "dasctl: " + noDefaultSocketMessage() + "\n");
+    EXPECT_EQ(status, 1);
+}
+
+TEST_F(HostSecurity, DasctlRefusesASocketServedByAnotherUser)
+{
+    if (!ForeignServer::possible()) GTEST_SKIP() << "needs root to run a server as another user";
+    ASSERT_EQ(chmod(directory.c_str(), 0711), 0) << "the other user must reach the directory inside";
+    const std::string shared = directory + "/shared";
+    ASSERT_EQ(mkdir(shared.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+    ForeignServer squatter(shared + "/dasd.sock");
+    ASSERT_TRUE(squatter.listening());
+
+    const auto [output, status] = run(std::string(DASCTL_PATH) + " --socket " + shared + "/dasd.sock send isfacprefixrequest:1");
+    EXPECT_EQ(output, "dasctl: refusing the socket " + shared + "/dasd.sock: it is served by user id 65534, not by this user (" +
+                          std::to_string(geteuid()) + ")\n");
+    EXPECT_EQ(status, 1);
 }
 
 }  // namespace

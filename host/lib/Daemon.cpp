@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <deque>
@@ -18,6 +19,7 @@
 #include <map>
 #include <mutex>
 #include <set>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -42,13 +44,38 @@
 
 namespace {
 
+using SteadyClock = std::chrono::steady_clock;
+
 const char* const kEventInterface = "DigitAnalysisServiceEventIfc";
+// Client names with an event proxy at one time. A name whose connections have all gone keeps
+// its proxy (a client that comes back under it gets its events) until its slot is needed
+// for a new name.
 const std::size_t kMaxClientNames = 1024;
+// Proxies of recycled names that the service may still hold (as its dialler or call context
+// provider): kept, silent, until the service goes. Past this many, only names that never
+// reached the service are recycled.
+const std::size_t kMaxRetiredProxies = 4096;
 const std::size_t kMaxClientNameLength = 255;
-// Requests of one connection that may wait for a message thread; beyond that the
-// connection's reader waits, so a client that floods the daemon is slowed, not served
-// out of memory.
+// Requests of one connection that may wait for a message thread, by number and by size;
+// beyond either its reader waits, so a client that floods the daemon is slowed, not served
+// out of memory. One request is always let in, however large.
 const std::size_t kMaxQueuedRequests = 1024;
+const std::size_t kMaxQueuedRequestBytes = std::size_t{4} * 1024 * 1024;
+// Management frames waiting for the management thread: per connection and in all. Past
+// either the frame is answered "busy" at once.
+const std::size_t kMaxWaitingManagementPerClient = 8;
+const std::size_t kMaxWaitingManagement = 64;
+const char* const kBusyText = "busy: too many management messages are waiting; try again later";
+// How long the listener rests after accept failed for want of a descriptor or memory.
+const auto kAcceptPause = std::chrono::milliseconds(250);
+// Fault lines one client may cause per window; the rest are counted and summed up.
+const std::size_t kFaultLinesPerWindow = 10;
+const auto kFaultWindow = std::chrono::seconds(10);
+// A fault line longer than this (a request quoted in it) is cut.
+const std::size_t kMaxFaultLineLength = 1024;
+// The service's log lines of this level or more severe that a client's request causes
+// count as that client's fault lines.
+const int kFaultLogLevel = 3;
 
 std::mutex g_outputMutex;
 
@@ -58,16 +85,159 @@ void say(const std::string& text)
     std::cerr << "dasd: " << text << std::endl;
 }
 
-// One client connection: its socket, its name, and the requests waiting for a message
-// thread (handled one at a time, in order).
+std::string describe(const std::exception& error) { return quoteText(error.what()); }
+
+// What an exception says, or nothing when even that copy fails (out of memory): for
+// boundaries, which must not throw themselves.
+std::string whatOf(const std::exception& error) noexcept
+{
+    try {
+        return error.what();
+    } catch (...) {
+        return std::string();
+    }
+}
+
+// A client's text as a fault line shows it: quoted, and only its start when it is long, so
+// that a line costs little however large the text (and memory, when it is short).
+std::string excerpt(const std::string& text)
+{
+    const std::size_t shown = 200;
+    if (text.size() <= shown) return quoteText(text);
+    return quoteText(text.substr(0, shown)) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+// The fault lines one client causes (frames dropped, answers missing, requests the service
+// logs as faulty, refusals): the first kFaultLinesPerWindow of each window of kFaultWindow are
+// written, cut to kMaxFaultLineLength; the others are only counted and summed up in one line
+// when the next window starts or the client is gone. So a faulty client cannot make the log
+// grow with its traffic. Any thread.
+class FaultLog {
+public:
+    explicit FaultLog(std::string who) : m_who(std::move(who)) {}
+    ~FaultLog() { flush(); }
+    FaultLog(const FaultLog&) = delete;
+    FaultLog& operator=(const FaultLog&) = delete;
+
+    // Who the summary line names ("client \"NAME\"").
+    void rename(std::string who)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_who = std::move(who);
+    }
+
+    void report(const std::string& line)
+    {
+        std::string summary;
+        bool write = false;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            const auto now = SteadyClock::now();
+            if (!m_started || now - m_windowStart >= kFaultWindow) {
+                summary = takeSummary();
+                m_written = 0;
+                m_windowStart = now;
+                m_started = true;
+            }
+            write = m_written < kFaultLinesPerWindow;
+            if (write) {
+                ++m_written;
+            } else {
+                ++m_suppressed;
+            }
+        }
+        if (!summary.empty()) say(summary);
+        if (!write) return;
+        if (line.size() <= kMaxFaultLineLength) {
+            say(line);
+        } else {
+            say(line.substr(0, kMaxFaultLineLength) + "... (" + std::to_string(line.size()) + " bytes, cut)");
+        }
+    }
+
+    // Writes the summary of the lines suppressed so far, if any.
+    void flush()
+    {
+        std::string summary;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            summary = takeSummary();
+        }
+        if (!summary.empty()) say(summary);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::string m_who;
+    std::size_t m_written = 0;
+    std::size_t m_suppressed = 0;
+    SteadyClock::time_point m_windowStart{};
+    bool m_started = false;
+
+    std::string takeSummary()
+    {
+        if (m_suppressed == 0) return std::string();
+        std::string summary =
+            m_who + ": " + std::to_string(m_suppressed) + " more fault line" + (m_suppressed == 1 ? "" : "s") + " suppressed";
+        m_suppressed = 0;
+        return summary;
+    }
+};
+
+// The fault log of the client whose request this message thread is running, if any: the
+// service's own fault lines during that request are that client's.
+thread_local FaultLog* t_requestFaults = nullptr;
+
+// Where a connection's frames go: its socket, or anything else that takes whole encoded
+// frames (to drive the frame handling in process, without a socket).
+class FrameSink {
+public:
+    virtual ~FrameSink() = default;
+    // Writes one encoded frame whole; false when the peer is gone. Called under the
+    // connection's write lock, so frames never interleave.
+    virtual bool write(const std::string& bytes) = 0;
+    // Ends the connection both ways; a reader blocked on it wakes up.
+    virtual void hangUp() = 0;
+};
+
+class SocketSink : public FrameSink {
+public:
+    explicit SocketSink(int fd) : m_fd(fd) {}
+    ~SocketSink() override { ::close(m_fd); }
+    SocketSink(const SocketSink&) = delete;
+    SocketSink& operator=(const SocketSink&) = delete;
+    bool write(const std::string& bytes) override { return writeAll(m_fd, bytes); }
+    void hangUp() override { ::shutdown(m_fd, SHUT_RDWR); }
+
+private:
+    int m_fd;
+};
+
+// Runs `release` when destroyed: a connection's hold on its client name.
+class NameLease {
+public:
+    explicit NameLease(std::function<void()> release) : m_release(std::move(release)) {}
+    ~NameLease() { m_release(); }
+    NameLease(const NameLease&) = delete;
+    NameLease& operator=(const NameLease&) = delete;
+
+private:
+    std::function<void()> m_release;
+};
+
+// One client connection: where its frames go, its name, and the requests waiting for a
+// message thread (handled one at a time, in order).
 class Connection {
 public:
-    explicit Connection(int fd) : m_fd(fd) {}
-    ~Connection() { ::close(m_fd); }
+    // `readFd`: the socket the reader thread reads, -1 when frames are handed in directly.
+    Connection(std::unique_ptr<FrameSink> sink, int readFd, std::uint64_t number)
+        : faults("client #" + std::to_string(number)), m_sink(std::move(sink)), m_readFd(readFd)
+    {
+    }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    int fd() const { return m_fd; }
+    int readFd() const { return m_readFd; }
 
     // Sends one frame. A frame too long for the protocol (a reply that echoes a request of
     // nearly the maximum size) is not sent: the client would have to end the connection.
@@ -76,36 +246,44 @@ public:
     {
         const std::size_t length = encodedFrameLength(frame);
         if (length > kMaxFrameLength) {
-            say(std::string(frameKindName(frame.kind)) + " frame for client \"" + name + "\" dropped: length " +
-                std::to_string(length) + " exceeds the limit of " + std::to_string(kMaxFrameLength));
+            faults.report(std::string(frameKindName(frame.kind)) + " frame for client \"" + name + "\" dropped: length " +
+                          std::to_string(length) + " exceeds the limit of " + std::to_string(kMaxFrameLength));
             return false;
         }
         std::lock_guard<std::mutex> lock(m_writeMutex);
         if (m_broken) return false;
-        if (!writeAll(m_fd, encodeFrame(frame))) {
+        if (!m_sink->write(encodeFrame(frame))) {
             m_broken = true;
-            ::shutdown(m_fd, SHUT_RDWR);
+            m_sink->hangUp();
             return false;
         }
         return true;
     }
 
-    void hangUp() { ::shutdown(m_fd, SHUT_RDWR); }
+    void hangUp() { m_sink->hangUp(); }
 
+    FaultLog faults;
     std::string name;
     bool welcomed = false;
+    std::unique_ptr<NameLease> nameLease;
+    // Whether the service has been told this connection's name may reach it (message threads).
+    bool nameMarked = false;
     std::thread reader;
     std::atomic<bool> finished{false};
+    // Management frames of this connection waiting for the management thread.
+    std::atomic<std::size_t> managementWaiting{0};
 
     // The strand: requests of this connection, and whether a message thread has it.
     std::mutex queueMutex;
     std::condition_variable drained;
     std::deque<Frame> requests;
+    std::size_t requestBytes = 0;
     bool scheduled = false;
     bool closing = false;
 
 private:
-    int m_fd;
+    std::unique_ptr<FrameSink> m_sink;
+    int m_readFd;
     std::mutex m_writeMutex;
     bool m_broken = false;
 };
@@ -117,23 +295,25 @@ using ConnectionPtr = std::shared_ptr<Connection>;
 class ClientChannel : public ProxyRequest {
 public:
     ClientChannel(std::string name, FrameworkContext& context, int answerTimeoutMs)
-        : m_name(std::move(name)), m_context(context), m_answerTimeoutMs(answerTimeoutMs)
+        : m_name(std::move(name)), m_context(context), m_answerTimeoutMs(answerTimeoutMs),
+          m_faults("client " + quoteText(m_name))
     {
     }
 
     void attach(const ConnectionPtr& connection)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_connections.push_back(connection);
+        m_connections.emplace_back(connection.get(), connection);
     }
 
+    // Takes no hold of any connection: the last hold of one must never be let go under this
+    // channel's lock or the daemon's client lock (its end takes the client lock).
     void detach(const Connection* connection)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
-                                           [&](const std::weak_ptr<Connection>& held) {
-                                               const auto live = held.lock();
-                                               return !live || live.get() == connection;
+                                           [&](const Attached& held) {
+                                               return held.first == connection || held.second.expired();
                                            }),
                             m_connections.end());
         m_changed.notify_all();
@@ -172,12 +352,12 @@ public:
             m_changed.wait_for(lock, std::chrono::milliseconds(m_answerTimeoutMs),
                                [&] { return m_answers[id].first || m_connections.empty(); });
         }
-        if (m_answers[id].first) {
-            reply = m_answers[id].second;
-        } else {
-            say("no answer from client \"" + m_name + "\" to " + quoteText(request) + "; taking an empty answer");
-        }
+        const bool answered = m_answers[id].first;
+        if (answered) reply = m_answers[id].second;
         m_answers.erase(id);
+        lock.unlock();
+        if (!answered)
+            m_faults.report("no answer from client \"" + m_name + "\" to " + excerpt(request) + "; taking an empty answer");
     }
 
     FrameworkContext* getFrameworkContext() override { return &m_context; }
@@ -186,22 +366,37 @@ private:
     std::string m_name;
     FrameworkContext& m_context;
     int m_answerTimeoutMs;
+    FaultLog m_faults;
     std::string m_format;
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<std::weak_ptr<Connection>> m_connections;
+    using Attached = std::pair<const Connection*, std::weak_ptr<Connection>>;
+    std::vector<Attached> m_connections;
     std::map<std::uint32_t, std::pair<bool, std::string>> m_answers;
     std::uint32_t m_nextId = 1;
 
+    // The caller lets the holds go outside m_mutex.
     std::vector<ConnectionPtr> liveConnections()
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         std::vector<ConnectionPtr> live;
         for (const auto& held : m_connections) {
-            if (auto connection = held.lock()) live.push_back(connection);
+            if (auto connection = held.second.lock()) live.push_back(std::move(connection));
         }
         return live;
     }
+};
+
+// A client name's event proxy and its channel, and who holds the name.
+struct NameSlot {
+    std::unique_ptr<ClientChannel> channel;
+    std::unique_ptr<Executable> proxy;
+    // Connections (alive, requests included) that named themselves so.
+    std::size_t connections = 0;
+    // A request of the name reached the service: the service may hold the proxy.
+    bool reachedService = false;
+    // When the last connection went, for recycling the longest unused name first.
+    std::uint64_t lastUsed = 0;
 };
 
 // The reply channel of one request from a connection.
@@ -225,9 +420,13 @@ private:
     std::uint32_t m_id;
 };
 
-// A fixed set of threads running jobs from one queue, in order of arrival.
+// A fixed set of threads running jobs from one queue, in order of arrival. Each job is a
+// unit of work with its own boundary; whatever still escapes one is logged here, and the
+// thread goes on with the next job.
 class WorkQueue {
 public:
+    explicit WorkQueue(std::string name) : m_name(std::move(name)) {}
+
     void start(int threads)
     {
         for (int i = 0; i < threads; ++i) m_threads.emplace_back([this] { work(); });
@@ -242,17 +441,20 @@ public:
     // Finishes the jobs under way, drops the others and joins the threads.
     void stop()
     {
+        std::deque<std::function<void()>> dropped;
         {
             std::lock_guard<std::mutex> lock(m_mutex);
             m_stopping = true;
-            m_jobs.clear();
+            dropped.swap(m_jobs);
             m_changed.notify_all();
         }
+        dropped.clear();
         for (auto& thread : m_threads) thread.join();
         m_threads.clear();
     }
 
 private:
+    std::string m_name;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<std::function<void()>> m_jobs;
@@ -270,7 +472,13 @@ private:
                 job = std::move(m_jobs.front());
                 m_jobs.pop_front();
             }
-            job();
+            try {
+                job();
+            } catch (const std::exception& error) {
+                say("a job of the " + m_name + " failed: " + describe(error));
+            } catch (...) {
+                say("a job of the " + m_name + " failed");
+            }
         }
     }
 };
@@ -326,13 +534,26 @@ private:
     MgmtAgentIfc* m_agent = nullptr;
 
     std::mutex m_clientsMutex;
-    std::map<std::string, std::unique_ptr<ClientChannel>> m_channels;
-    std::map<std::string, std::unique_ptr<Executable>> m_proxies;
+    std::map<std::string, NameSlot> m_names;
+    // Proxies (with their channels) of recycled names the service may still hold.
+    std::vector<NameSlot> m_retired;
+    std::uint64_t m_nameClock = 0;
     std::vector<ConnectionPtr> m_connections;
+    std::uint64_t m_connectionCount = 0;
 
-    WorkQueue m_messageThreads;
-    WorkQueue m_managementThread;
+    WorkQueue m_messageThreads{"message threads"};
+    WorkQueue m_managementThread{"management thread"};
+    std::atomic<std::size_t> m_managementWaiting{0};
+    std::atomic<bool> m_reloadPending{false};
     int m_listenFd = -1;
+
+    // Accept failures for want of descriptors or memory: one episode is logged once; the
+    // listener rests until m_acceptResumeAt.
+    bool m_acceptPaused = false;
+    std::size_t m_acceptFailures = 0;
+    SteadyClock::time_point m_acceptResumeAt{};
+    // Faults of clients that never got a connection of their own (refused at accept).
+    FaultLog m_listenerFaults{"the listener"};
 
     void loadConfiguration();
     void applyStoreConfig(const HostConfig& config);
@@ -340,14 +561,19 @@ private:
     StoreOutcome writeDialPlan(ManageableData plan);
     void serve(int signalFd);
     void accept();
+    void acceptFailed(int error);
     void shutDown();
 
     void readConnection(const ConnectionPtr& connection);
+    void readFrames(const ConnectionPtr& connection);
     bool handleFrame(const ConnectionPtr& connection, const Frame& frame);
     bool welcome(const ConnectionPtr& connection, const std::string& name);
     ClientChannel* channelFor(const std::string& name);
+    bool recycleIdleName();
+    void releaseName(const std::string& name);
     void queueRequest(const ConnectionPtr& connection, const Frame& frame);
     void runNextRequest(const ConnectionPtr& connection);
+    void runRequest(const ConnectionPtr& connection, const Frame& frame);
     void manage(const ConnectionPtr& connection, const Frame& frame);
     std::string managementAnswer(const Frame& frame);
     void reloadConfiguration();
@@ -363,7 +589,12 @@ int Daemon::Impl::run()
 {
     if (m_options.logLevel) platformlog::setThreshold(*m_options.logLevel);
     platformlog::setSink([](const LogRecord& record) {
-        say("log " + std::to_string(record.level) + " " + record.sourceFile + " " + quoteText(record.text));
+        const std::string line = "log " + std::to_string(record.level) + " " + record.sourceFile + " " + quoteText(record.text);
+        if (t_requestFaults != nullptr && record.level <= kFaultLogLevel) {
+            t_requestFaults->report(line);
+        } else {
+            say(line);
+        }
     });
     loadConfiguration();
     if (m_options.storePath != ":memory:")
@@ -443,45 +674,99 @@ StoreOutcome Daemon::Impl::writeDialPlan(ManageableData plan)
 void Daemon::Impl::serve(int signalFd)
 {
     while (true) {
-        pollfd watched[2] = {{m_listenFd, POLLIN, 0}, {signalFd, POLLIN, 0}};
-        if (poll(watched, 2, 1000) < 0) {
+        // While accepting rests, only the signals are watched, until the rest is over.
+        int timeoutMs = 1000;
+        const bool listening = !m_acceptPaused || SteadyClock::now() >= m_acceptResumeAt;
+        if (!listening) {
+            const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(m_acceptResumeAt - SteadyClock::now());
+            timeoutMs = static_cast<int>(std::max<long long>(1, rest.count() + 1));
+        }
+        pollfd watched[2] = {{signalFd, POLLIN, 0}, {m_listenFd, POLLIN, 0}};
+        if (poll(watched, listening ? 2 : 1, timeoutMs) < 0) {
             if (errno == EINTR) continue;
             throw std::runtime_error("poll failed");
         }
-        if (watched[1].revents & POLLIN) {
+        if (watched[0].revents & POLLIN) {
             signalfd_siginfo info{};
             if (read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
                 if (info.ssi_signo == SIGHUP) {
-                    m_managementThread.post([this] { reloadConfiguration(); });
+                    // Signals that come while a reload waits are served by that reload.
+                    if (!m_reloadPending.exchange(true)) {
+                        m_managementThread.post([this] {
+                            m_reloadPending = false;
+                            reloadConfiguration();
+                        });
+                    }
                 } else {
                     say(info.ssi_signo == SIGTERM ? "SIGTERM: shutting down" : "SIGINT: shutting down");
                     return;
                 }
             }
         }
-        if (watched[0].revents & POLLIN) accept();
-        reapConnections(false);
+        // The listener's boundary: a fault while taking one client must not stop the others.
+        try {
+            if (listening && (watched[1].revents & POLLIN)) accept();
+            reapConnections(false);
+        } catch (const std::exception& error) {
+            m_listenerFaults.report("a fault while taking a client: " + describe(error));
+        }
     }
 }
 
 void Daemon::Impl::accept()
 {
     const int fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd < 0) return;
-    auto connection = std::make_shared<Connection>(fd);
+    if (fd < 0) {
+        acceptFailed(errno);
+        return;
+    }
+    if (m_acceptPaused) {
+        say("accepting connections again, after " + std::to_string(m_acceptFailures) + " failed attempt" +
+            (m_acceptFailures == 1 ? "" : "s"));
+        m_acceptPaused = false;
+    }
+    auto connection = std::make_shared<Connection>(std::make_unique<SocketSink>(fd), fd, ++m_connectionCount);
     ucred peer{};
     socklen_t length = sizeof peer;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || peer.uid != geteuid()) {
         connection->send(Frame{FrameKind::Error, 0, "refused: the client runs as another user"});
-        say("refused a client of user id " + std::to_string(peer.uid));
+        m_listenerFaults.report("refused a client of user id " + std::to_string(peer.uid));
         return;
     }
     // Replies must not block the service for long when a client stops reading.
     timeval sendLimit{5, 0};
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &sendLimit, sizeof sendLimit);
-    std::lock_guard<std::mutex> lock(m_clientsMutex);
-    m_connections.push_back(connection);
-    connection->reader = std::thread([this, connection] { readConnection(connection); });
+    {
+        std::lock_guard<std::mutex> lock(m_clientsMutex);
+        m_connections.push_back(connection);
+    }
+    try {
+        connection->reader = std::thread([this, connection] { readConnection(connection); });
+    } catch (const std::system_error& error) {
+        // No thread, no client: refuse this one and go on serving the others.
+        {
+            std::lock_guard<std::mutex> lock(m_clientsMutex);
+            m_connections.erase(std::remove(m_connections.begin(), m_connections.end(), connection), m_connections.end());
+        }
+        connection->send(Frame{FrameKind::Error, 0, "refused: the daemon cannot take another client now"});
+        m_listenerFaults.report("refused a client: cannot start its reader thread: " + describe(error));
+    }
+}
+
+// accept() failed with `error`. Out of descriptors or memory, the pending connection stays
+// pending and the listening socket stays readable: retrying at once would spin. The listener
+// rests for kAcceptPause and tries again, until connections have closed; each such episode
+// is logged once, when it starts and when it ends.
+void Daemon::Impl::acceptFailed(int error)
+{
+    if (error == EINTR || error == EAGAIN || error == EWOULDBLOCK || error == ECONNABORTED) return;
+    ++m_acceptFailures;
+    m_acceptResumeAt = SteadyClock::now() + kAcceptPause;
+    if (m_acceptPaused) return;
+    m_acceptPaused = true;
+    m_acceptFailures = 1;
+    say("cannot accept connections: " + std::generic_category().message(error) + "; trying again every " +
+        std::to_string(kAcceptPause.count()) + " ms");
 }
 
 void Daemon::Impl::reapConnections(bool all)
@@ -509,14 +794,46 @@ void Daemon::Impl::reapConnections(bool all)
     }
 }
 
+// A connection's reader thread: the boundary of everything one client's frames cause on it.
+// A fault ends this connection with an ERROR frame; the daemon and its other clients go on.
 void Daemon::Impl::readConnection(const ConnectionPtr& connection)
+{
+    bool failed = false;
+    std::string why;
+    try {
+        readFrames(connection);
+    } catch (const std::exception& error) {
+        failed = true;
+        why = whatOf(error);
+    } catch (...) {
+        failed = true;
+    }
+    if (failed) {
+        try {
+            connection->faults.report("connection ended by a fault in the daemon" +
+                                      (why.empty() ? std::string() : ": " + quoteText(why)));
+            connection->send(Frame{FrameKind::Error, 0, "internal error: the daemon could not go on with this connection"});
+        } catch (...) {
+            // Not even that could be done (no memory): the connection ends all the same.
+        }
+    }
+    connection->hangUp();
+    if (!connection->name.empty()) {
+        std::lock_guard<std::mutex> lock(m_clientsMutex);
+        const auto it = m_names.find(connection->name);
+        if (it != m_names.end()) it->second.channel->detach(connection.get());
+    }
+    connection->finished = true;
+}
+
+void Daemon::Impl::readFrames(const ConnectionPtr& connection)
 {
     FrameDecoder decoder;
     Frame frame;
     char buffer[8192];
     bool open = true;
     while (open) {
-        const ssize_t count = recv(connection->fd(), buffer, sizeof buffer, 0);
+        const ssize_t count = recv(connection->readFd(), buffer, sizeof buffer, 0);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) break;
         decoder.feed(buffer, static_cast<std::size_t>(count));
@@ -526,16 +843,10 @@ void Daemon::Impl::readConnection(const ConnectionPtr& connection)
             break;
         }
     }
-    connection->hangUp();
-    if (!connection->name.empty()) {
-        std::lock_guard<std::mutex> lock(m_clientsMutex);
-        const auto it = m_channels.find(connection->name);
-        if (it != m_channels.end()) it->second->detach(connection.get());
-    }
-    connection->finished = true;
 }
 
-// Handles one frame from a client; false ends the connection.
+// Handles one frame from a client; false ends the connection. Uses nothing of the socket:
+// replies go through the connection's sink.
 bool Daemon::Impl::handleFrame(const ConnectionPtr& connection, const Frame& frame)
 {
     if (!connection->welcomed) {
@@ -547,8 +858,8 @@ bool Daemon::Impl::handleFrame(const ConnectionPtr& connection, const Frame& fra
     case FrameKind::Request: queueRequest(connection, frame); return true;
     case FrameKind::Answer: {
         std::lock_guard<std::mutex> lock(m_clientsMutex);
-        const auto it = m_channels.find(connection->name);
-        if (it != m_channels.end()) it->second->deliverAnswer(frame.id, frame.text);
+        const auto it = m_names.find(connection->name);
+        if (it != m_names.end()) it->second.channel->deliverAnswer(frame.id, frame.text);
         return true;
     }
     case FrameKind::Notify:
@@ -577,37 +888,87 @@ bool Daemon::Impl::welcome(const ConnectionPtr& connection, const std::string& n
             connection->send(Frame{FrameKind::Error, 0, "refused: too many client names"});
             return false;
         }
+        ++m_names[name].connections;
+        connection->nameLease = std::make_unique<NameLease>([this, name] { releaseName(name); });
         channel->attach(connection);
+        connection->faults.rename("client " + quoteText(name));
     }
     connection->name = name;
     connection->welcomed = true;
     return connection->send(Frame{FrameKind::Welcome, 0, std::string()});
 }
 
-// The channel of a client name, with its event proxy made on first use. The proxies live
-// as long as the service, which may hold them as its dialler. Needs m_clientsMutex.
+// The channel of a client name, with its event proxy made on first use; when all slots are
+// taken, the name unused longest is recycled first. Null when every name is in use.
+// Needs m_clientsMutex.
 ClientChannel* Daemon::Impl::channelFor(const std::string& name)
 {
-    const auto found = m_channels.find(name);
-    if (found != m_channels.end()) return found->second.get();
-    if (m_channels.size() >= kMaxClientNames) return nullptr;
-    Proxy* proxy = m_plugin->createEventProxy();
-    if (proxy == nullptr) return nullptr;
+    const auto found = m_names.find(name);
+    if (found != m_names.end()) return found->second.channel.get();
+    if (m_names.size() >= kMaxClientNames && !recycleIdleName()) return nullptr;
+    Proxy* created = m_plugin->createEventProxy();
+    if (created == nullptr) return nullptr;
+    std::unique_ptr<Executable> proxy(created);
     auto channel = std::make_unique<ClientChannel>(name, m_context, m_options.answerTimeoutMs);
-    proxy->initProxy(*channel);
-    m_context.registerProxy(kEventInterface, name, proxy);
-    m_context.setChannelName(proxy, name);
-    m_proxies[name].reset(proxy);
-    return (m_channels[name] = std::move(channel)).get();
+    created->initProxy(*channel);
+    m_context.registerProxy(kEventInterface, name, proxy.get());
+    m_context.setChannelName(proxy.get(), name);
+    NameSlot& slot = m_names[name];
+    slot.proxy = std::move(proxy);
+    slot.channel = std::move(channel);
+    return slot.channel.get();
+}
+
+// Frees the slot of the name unused longest among those with no connection. A proxy that
+// never reached the service is destroyed; one that did may be held by the service as its
+// dialler or call context provider, so it is kept (silent: no connection will have it
+// again) until the service goes. False when no name can be recycled. Needs m_clientsMutex.
+bool Daemon::Impl::recycleIdleName()
+{
+    auto chosen = m_names.end();
+    for (auto it = m_names.begin(); it != m_names.end(); ++it) {
+        const NameSlot& slot = it->second;
+        if (slot.connections != 0 || (slot.reachedService && m_retired.size() >= kMaxRetiredProxies)) continue;
+        // Names that never reached the service go first: recycling them keeps nothing.
+        const auto rank = [](const NameSlot& s) { return std::make_pair(s.reachedService, s.lastUsed); };
+        if (chosen == m_names.end() || rank(slot) < rank(chosen->second)) chosen = it;
+    }
+    if (chosen == m_names.end()) return false;
+    m_context.registerProxy(kEventInterface, chosen->first, nullptr);
+    NameSlot slot = std::move(chosen->second);
+    m_names.erase(chosen);
+    if (slot.reachedService) {
+        m_retired.push_back(std::move(slot));
+    } else {
+        m_context.setChannelName(slot.proxy.get(), std::string());
+        slot.proxy.reset();
+        slot.channel.reset();
+    }
+    return true;
+}
+
+// The last hold of a connection on `name` went with the connection (and its requests).
+void Daemon::Impl::releaseName(const std::string& name)
+{
+    std::lock_guard<std::mutex> lock(m_clientsMutex);
+    const auto it = m_names.find(name);
+    if (it == m_names.end() || it->second.connections == 0) return;
+    --it->second.connections;
+    it->second.lastUsed = ++m_nameClock;
 }
 
 void Daemon::Impl::queueRequest(const ConnectionPtr& connection, const Frame& frame)
 {
     std::unique_lock<std::mutex> lock(connection->queueMutex);
-    connection->drained.wait(
-        lock, [&] { return connection->requests.size() < kMaxQueuedRequests || connection->closing; });
+    connection->drained.wait(lock, [&] {
+        const bool full = connection->requests.size() >= kMaxQueuedRequests ||
+                          (!connection->requests.empty() &&
+                           connection->requestBytes + frame.text.size() > kMaxQueuedRequestBytes);
+        return !full || connection->closing;
+    });
     if (connection->closing) return;
     connection->requests.push_back(frame);
+    connection->requestBytes += frame.text.size();
     if (connection->scheduled) return;
     connection->scheduled = true;
     m_messageThreads.post([this, connection] { runNextRequest(connection); });
@@ -621,14 +982,13 @@ void Daemon::Impl::runNextRequest(const ConnectionPtr& connection)
         std::lock_guard<std::mutex> lock(connection->queueMutex);
         frame = std::move(connection->requests.front());
         connection->requests.pop_front();
+        connection->requestBytes -= std::min(connection->requestBytes, frame.text.size());
         connection->drained.notify_all();
     }
-    SocketResponse response(connection, frame.id);
-    m_invoker->handleMessage(m_service.get(), frame.text.data(), static_cast<int>(frame.text.size()), &response);
-    if (response.completions != 1) {
-        say("the request " + quoteText(frame.text) + " was completed " + std::to_string(response.completions) +
-            " times instead of once");
-        if (response.completions == 0) response.responseComplete();
+    try {
+        runRequest(connection, frame);
+    } catch (...) {
+        // Even reporting failed (no memory): the connection's other requests still go on.
     }
     std::lock_guard<std::mutex> lock(connection->queueMutex);
     if (connection->requests.empty()) {
@@ -638,10 +998,84 @@ void Daemon::Impl::runNextRequest(const ConnectionPtr& connection)
     m_messageThreads.post([this, connection] { runNextRequest(connection); });
 }
 
+// One request through the invoker: the boundary of one unit of a client's work. Whatever
+// happens, the request is completed once, so the client does not wait for ever.
+void Daemon::Impl::runRequest(const ConnectionPtr& connection, const Frame& frame)
+{
+    SocketResponse response(connection, frame.id);
+    t_requestFaults = &connection->faults;
+    bool failed = false;
+    std::string why;
+    try {
+        if (!connection->name.empty() && !connection->nameMarked) {
+            // From now on the service may hold this name's proxy.
+            std::lock_guard<std::mutex> lock(m_clientsMutex);
+            const auto it = m_names.find(connection->name);
+            if (it != m_names.end()) it->second.reachedService = true;
+            connection->nameMarked = true;
+        }
+        m_invoker->handleMessage(m_service.get(), frame.text.data(), static_cast<int>(frame.text.size()), &response);
+    } catch (const std::exception& error) {
+        failed = true;
+        why = whatOf(error);
+    } catch (...) {
+        failed = true;
+    }
+    t_requestFaults = nullptr;
+    // The client's answer first: reporting may fail too when memory is short.
+    const int completions = response.completions;
+    if (completions == 0) response.responseComplete();
+    if (failed) {
+        connection->faults.report("the request " + excerpt(frame.text) + " failed" +
+                                  (why.empty() ? std::string() : ": " + quoteText(why)));
+    } else if (completions != 1) {
+        connection->faults.report("the request " + excerpt(frame.text) + " was completed " +
+                                  std::to_string(completions) + " times instead of once");
+    }
+}
+
+// A management frame waits for the management thread, unless too many already do: then it
+// is answered "busy" at once, so a client that floods the daemon with them cannot make it
+// hold more than kMaxWaitingManagement frames.
 void Daemon::Impl::manage(const ConnectionPtr& connection, const Frame& frame)
 {
+    const bool clientFull = connection->managementWaiting >= kMaxWaitingManagementPerClient;
+    const bool allFull = !clientFull && m_managementWaiting.fetch_add(1) >= kMaxWaitingManagement;
+    if (clientFull || allFull) {
+        if (allFull) --m_managementWaiting;
+        connection->faults.report(std::string(frameKindName(frame.kind)) + " frame of client " +
+                                  quoteText(connection->name) + " answered busy");
+        connection->send(Frame{FrameKind::MgmtResult, frame.id, errorJson(kBusyText)});
+        return;
+    }
+    ++connection->managementWaiting;
     m_managementThread.post([this, connection, frame] {
-        connection->send(Frame{FrameKind::MgmtResult, frame.id, managementAnswer(frame)});
+        struct Waiting {
+            std::atomic<std::size_t>& all;
+            std::atomic<std::size_t>& client;
+            ~Waiting()
+            {
+                --all;
+                --client;
+            }
+        } waiting{m_managementWaiting, connection->managementWaiting};
+        std::string answer;
+        bool failed = false;
+        std::string why;
+        try {
+            answer = managementAnswer(frame);
+        } catch (const std::exception& error) {
+            failed = true;
+            why = whatOf(error);
+        } catch (...) {
+            failed = true;
+        }
+        if (failed) answer = errorJson("internal error: the management message could not be handled");
+        connection->send(Frame{FrameKind::MgmtResult, frame.id, answer});
+        if (failed) {
+            connection->faults.report(std::string(frameKindName(frame.kind)) + " frame failed" +
+                                      (why.empty() ? std::string() : ": " + quoteText(why)));
+        }
     });
 }
 
@@ -756,6 +1190,8 @@ void Daemon::Impl::shutDown()
     m_service.reset();
     m_invoker.reset();
     std::lock_guard<std::mutex> lock(m_clientsMutex);
-    m_proxies.clear();
-    m_channels.clear();
+    for (auto& [name, slot] : m_names) slot.proxy.reset();
+    for (auto& slot : m_retired) slot.proxy.reset();
+    m_names.clear();
+    m_retired.clear();
 }

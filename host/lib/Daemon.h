@@ -29,7 +29,11 @@ public:
     Daemon& operator=(const Daemon&) = delete;
 
     // Starts everything and serves until SIGTERM or SIGINT; SIGHUP re-reads the
-    // configuration file. Returns the exit status; throws for a fault at start-up.
+    // configuration file. Returns the exit status; throws for a fault at start-up (among
+    // them SocketError: the socket's directory is one other users can tamper with, or a
+    // daemon already listens there). Once serving, nothing a client does ends it: faults are
+    // answered and logged per client, and its queues and log lines are bounded
+    // (docs/host.md, docs/protocol.md).
     int run();
 
 private:

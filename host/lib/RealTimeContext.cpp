@@ -13,12 +13,20 @@ void RealTimeContext::registerExecutable(const std::string& interfaceName, Execu
 void RealTimeContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
+    if (proxy == nullptr) {
+        m_proxies.erase({interfaceName, clientName});
+        return;
+    }
     m_proxies[{interfaceName, clientName}] = proxy;
 }
 
 void RealTimeContext::setChannelName(Executable* executable, const std::string& channelName)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
+    if (channelName.empty()) {
+        m_channels.erase(executable);
+        return;
+    }
     m_channels[executable] = channelName;
 }
 

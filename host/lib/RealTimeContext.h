@@ -21,6 +21,7 @@ public:
     RealTimeContext& operator=(const RealTimeContext&) = delete;
 
     void registerExecutable(const std::string& interfaceName, Executable* executable);
+    // A null proxy, or an empty channel name, removes the entry.
     void registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy);
     void setChannelName(Executable* executable, const std::string& channelName);
 

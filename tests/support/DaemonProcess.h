@@ -39,14 +39,26 @@ public:
     }
 
     // Starts dasd with exactly these arguments after the program and waits for it to exit;
-    // returns its exit status.
-    int runToExit(const std::vector<std::string>& arguments)
+    // returns its exit status, or -1 when it was still running after `limit` (it is killed).
+    int runToExit(const std::vector<std::string>& arguments, std::chrono::milliseconds limit = std::chrono::seconds(60))
     {
         std::vector<std::string> all = {DASD_PATH};
         all.insert(all.end(), arguments.begin(), arguments.end());
         launch(all);
-        return reap();
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        int status = 0;
+        while (waitpid(m_pid, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                killHard();
+                return -1;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        m_pid = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
+
+    pid_t pid() const { return m_pid; }
 
     void signal(int number) const { kill(m_pid, number); }
 

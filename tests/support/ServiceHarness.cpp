@@ -1,16 +1,10 @@
 #include "ServiceHarness.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "DialPlanLoggerTexts.h"
 
 ServiceHarness::ServiceHarness(bool withLocalMgmt) : m_previousLogFileName(dialPlanLoggerTexts_FileNameMips)
 {
-    char pattern[] = "/tmp/das-test-XXXXXX";
-    const char* directory = mkdtemp(pattern);
-    m_logDirectory = directory != nullptr ? directory : "/tmp";
-    m_logFilePath = m_logDirectory + "/dial.plan.log";
+    m_logFilePath = m_logDirectory.path() + "/dial.plan.log";
     dialPlanLoggerTexts_FileNameMips = m_logFilePath.c_str();
 
     if (withLocalMgmt) context.registerExecutable("LocalMgmtIfc", &store);
@@ -24,8 +18,6 @@ ServiceHarness::~ServiceHarness()
 {
     destroy();
     dialPlanLoggerTexts_FileNameMips = m_previousLogFileName;
-    std::error_code ignored;
-    std::filesystem::remove_all(m_logDirectory, ignored);
 }
 
 void ServiceHarness::setCanonicalSetting(const std::string& key, const std::string& value)

@@ -1,7 +1,8 @@
 #pragma once
 // A digit analysis service on the in-process platform: virtual-clock context, in-memory
 // configuration store, recording peers and a recording dialler, each registered under the
-// interface name the service looks for. The dial plan log file goes to a temporary file.
+// interface name the service looks for. The dial plan log file goes to a scratch directory
+// of its own; the constructor throws when that cannot be made.
 
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 #include "MemoryConfigStore.h"
 #include "RecordingDialler.h"
 #include "RecordingPeers.h"
+#include "ScratchDirectory.h"
 
 class ServiceHarness {
 public:
@@ -47,7 +49,7 @@ public:
 
 private:
     std::unique_ptr<DigitAnalysisService> m_service;
-    std::string m_logDirectory;
+    ScratchDirectory m_logDirectory{"das-test"};
     std::string m_logFilePath;
     const char* m_previousLogFileName;
 };
