@@ -46,6 +46,8 @@ private:
         return m_text.substr(start, m_position - start);
     }
 
+    // Moves past one value. Iterative: a list or object is skipped by counting brackets
+    // outside strings, however deep it is.
     void skipValue()
     {
         skipBlanks();
@@ -53,26 +55,27 @@ private:
         const char c = peek();
         if (c == '"') {
             skipString();
-        } else if (c == '{' || c == '[') {
-            const char close = c == '{' ? '}' : ']';
-            ++m_position;
-            skipBlanks();
-            while (!atEnd() && peek() != close) {
-                if (c == '{') {
-                    skipString();
-                    skipBlanks();
-                    ++m_position;  // ':'
-                }
-                skipValue();
-                skipBlanks();
-                if (!atEnd() && peek() == ',') ++m_position;
-                skipBlanks();
-            }
-            if (!atEnd()) ++m_position;
-        } else {
+            return;
+        }
+        if (c != '{' && c != '[') {
             while (!atEnd() && peek() != ',' && peek() != '}' && peek() != ']' && peek() != ' ' && peek() != '\n' &&
                    peek() != '\t' && peek() != '\r')
                 ++m_position;
+            return;
+        }
+        std::size_t depth = 0;
+        while (!atEnd()) {
+            const char at = peek();
+            if (at == '"') {
+                skipString();
+                continue;
+            }
+            ++m_position;
+            if (at == '{' || at == '[') {
+                ++depth;
+            } else if ((at == '}' || at == ']') && --depth == 0) {
+                return;
+            }
         }
     }
 
@@ -123,11 +126,91 @@ private:
     }
 };
 
-// The parser's own explanation without its "[json.exception...] parse error at ...: " lead.
-std::string shortReason(const std::string& what)
+// The length of the well-formed UTF-8 character at `offset`, or 0 when the bytes there
+// are not one (RFC 3629: no overlong forms, no surrogates, nothing above U+10FFFF).
+std::size_t utf8CharacterLength(const std::string& text, std::size_t offset)
 {
-    const auto colon = what.find(": ");
-    return colon == std::string::npos ? what : what.substr(colon + 2);
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(offset);
+    if (lead < 0x80) return 1;
+    std::size_t length = 0;
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        length = 2;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        length = 3;
+        if (lead == 0xE0) low = 0xA0;
+        if (lead == 0xED) high = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        length = 4;
+        if (lead == 0xF0) low = 0x90;
+        if (lead == 0xF4) high = 0x8F;
+    } else {
+        return 0;
+    }
+    if (text.size() - offset < length) return 0;
+    if (byte(offset + 1) < low || byte(offset + 1) > high) return 0;
+    for (std::size_t i = 2; i < length; ++i) {
+        if (byte(offset + i) < 0x80 || byte(offset + i) > 0xBF) return 0;
+    }
+    return length;
+}
+
+std::string hexByte(unsigned char byte)
+{
+    static const char* const digits = "0123456789ABCDEF";
+    return std::string{digits[byte >> 4], digits[byte & 0x0F]};
+}
+
+// `text` with every byte that is not part of well-formed UTF-8 written as "\xHH".
+std::string withInvalidBytesEscaped(const std::string& text)
+{
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = utf8CharacterLength(text, i);
+        if (length == 0) {
+            out += "\\x" + hexByte(static_cast<unsigned char>(text[i]));
+            ++i;
+        } else {
+            out.append(text, i, length);
+            i += length;
+        }
+    }
+    return out;
+}
+
+// The end of a token quoted in a message: a string token can be as long as the text.
+std::string shortenedToken(const std::string& token)
+{
+    constexpr std::size_t kKept = 32;
+    if (token.size() <= kKept) return token;
+    std::size_t cut = token.size() - kKept;
+    while (cut < token.size() && (static_cast<unsigned char>(token[cut]) & 0xC0) == 0x80) ++cut;
+    return "..." + token.substr(cut);
+}
+
+// The parser's own explanation without its "[json.exception...] parse error at ...: " lead,
+// with the token it last read cut short, and always valid UTF-8.
+std::string parserReason(const std::string& what)
+{
+    std::string reason = what;
+    if (reason.rfind("[json.exception.", 0) == 0) {
+        const auto close = reason.find("] ");
+        if (close != std::string::npos) reason.erase(0, close + 2);
+    }
+    if (reason.rfind("parse error", 0) == 0) {
+        const auto colon = reason.find(": ");
+        if (colon != std::string::npos) reason.erase(0, colon + 2);
+    }
+    const std::string marker = "; last read: '";
+    const auto at = reason.find(marker);
+    if (at != std::string::npos && reason.back() == '\'' && reason.size() > at + marker.size()) {
+        const std::size_t tokenStart = at + marker.size();
+        reason = reason.substr(0, tokenStart) + shortenedToken(reason.substr(tokenStart, reason.size() - tokenStart - 1)) + "'";
+    }
+    return withInvalidBytesEscaped(reason);
 }
 
 // The parser names the last character of the token it did not expect; the token's first
@@ -152,6 +235,120 @@ std::size_t tokenStart(const std::string& text, std::size_t offset)
     return start;
 }
 
+// The offset of the bracket that opens level `level` for the first time, counting
+// brackets outside strings; the text's end when there is none.
+std::size_t openingOfLevel(const std::string& text, std::size_t level)
+{
+    std::size_t depth = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            if (++depth == level) return i;
+        } else if ((c == '}' || c == ']') && depth > 0) {
+            --depth;
+        }
+    }
+    return text.size();
+}
+
+[[noreturn]] void failAtOffset(const std::string& text, std::size_t offset, const std::string& message)
+{
+    int line = 0;
+    int column = 0;
+    lineAndColumn(text, offset, line, column);
+    throw JsonTextError(message, line, column);
+}
+
+// Builds the value as the library's own parser does, but refuses to open a level deeper
+// than kMaxJsonDepth and keeps, instead of throwing, where and why the text is malformed.
+// The library's parser is driven by a loop, not by recursion, so a text of any depth is
+// read with a small stack until the level too many.
+class BoundedValueBuilder : public nlohmann::detail::json_sax_dom_parser<Json> {
+public:
+    using Base = nlohmann::detail::json_sax_dom_parser<Json>;
+
+    explicit BoundedValueBuilder(Json& result) : Base(result, false) {}
+
+    bool start_object(std::size_t length) { return enter(true) && Base::start_object(length); }
+    bool start_array(std::size_t length) { return enter(false) && Base::start_array(length); }
+    bool end_object()
+    {
+        m_levels.pop_back();
+        return Base::end_object();
+    }
+    bool end_array()
+    {
+        m_levels.pop_back();
+        return Base::end_array();
+    }
+    bool key(string_t& name)
+    {
+        m_levels.back().key = name;
+        return Base::key(name);
+    }
+
+    template <class Exception>
+    bool parse_error(std::size_t position, const std::string& token, const Exception& error)
+    {
+        m_failed = true;
+        m_position = position;
+        m_reason = parserReason(error.what());
+        // A number too large for a double: name the member it was meant for.
+        if (error.id == 406) {
+            m_reason = "the number " + withInvalidBytesEscaped(shortenedToken(token)) + " is out of range";
+            if (!m_levels.empty() && m_levels.back().isObject)
+                m_reason = "\"" + withInvalidBytesEscaped(m_levels.back().key) + "\": " + m_reason;
+        }
+        return false;
+    }
+
+    // Throws the JsonTextError for the fault that stopped the parser.
+    [[noreturn]] void fail(const std::string& text) const
+    {
+        if (m_tooDeep) {
+            failAtOffset(text, openingOfLevel(text, kMaxJsonDepth + 1),
+                         "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels");
+        }
+        if (!m_failed) failAtOffset(text, 0, "malformed JSON");
+        // The parser names the byte it stopped at; the library checks UTF-8 only inside
+        // strings and says so with the bytes themselves, so say it plainly, at the byte.
+        const std::size_t offset = m_position > 0 ? m_position - 1 : 0;
+        const std::size_t invalid = invalidUtf8Offset(text);
+        if (invalid != std::string::npos && invalid <= offset) failAtOffset(text, invalid, invalidUtf8Reason(text, invalid));
+        failAtOffset(text, tokenStart(text, offset), m_reason);
+    }
+
+private:
+    struct Level {
+        bool isObject;
+        std::string key;
+    };
+    std::vector<Level> m_levels;
+    bool m_tooDeep = false;
+    bool m_failed = false;
+    std::size_t m_position = 0;
+    std::string m_reason;
+
+    bool enter(bool isObject)
+    {
+        if (m_levels.size() >= kMaxJsonDepth) {
+            m_tooDeep = true;
+            return false;
+        }
+        m_levels.push_back(Level{isObject, std::string()});
+        return true;
+    }
+};
+
 }  // namespace
 
 void lineAndColumn(const std::string& text, std::size_t offset, int& line, int& column)
@@ -171,15 +368,10 @@ void lineAndColumn(const std::string& text, std::size_t offset, int& line, int& 
 
 Json parseJsonText(const std::string& text)
 {
-    try {
-        return Json::parse(text);
-    } catch (const nlohmann::json::parse_error& error) {
-        const std::size_t offset = tokenStart(text, error.byte > 0 ? error.byte - 1 : 0);
-        int line = 0;
-        int column = 0;
-        lineAndColumn(text, offset, line, column);
-        throw JsonTextError(shortReason(error.what()), line, column);
-    }
+    Json document;
+    BoundedValueBuilder builder(document);
+    if (!Json::sax_parse(text, &builder)) builder.fail(text);
+    return document;
 }
 
 std::size_t locateJsonPath(const std::string& text, const JsonPath& path)
@@ -207,4 +399,28 @@ std::string describePath(const JsonPath& path)
         }
     }
     return out.empty() ? "/" : out;
+}
+
+std::size_t invalidUtf8Offset(const std::string& text)
+{
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = utf8CharacterLength(text, i);
+        if (length == 0) return i;
+        i += length;
+    }
+    return std::string::npos;
+}
+
+std::string invalidUtf8Reason(const std::string& text, std::size_t offset)
+{
+    if (offset >= text.size()) return "invalid UTF-8";
+    const auto byte = static_cast<unsigned char>(text[offset]);
+    // A byte that may start a character but is not followed as it must be.
+    const bool lead = byte >= 0xC2 && byte <= 0xF4;
+    return std::string("invalid UTF-8: ") + (lead ? "malformed character at byte 0x" : "byte 0x") + hexByte(byte);
+}
+
+std::string jsonText(const Json& value)
+{
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
