@@ -402,3 +402,13 @@ TEST(HostConfig, RootItemsRefuseDeepNestingBadUtf8AndHugeNumbersByColumn)
     EXPECT_THROW(rootNamesFromJson("[\"dial-plan-id\", \"\xc3\"]"), JsonTextError);
     EXPECT_THROW(rootNamesFromJson(std::string(100000, '[') + std::string(100000, ']')), JsonTextError);
 }
+
+TEST(HostConfig, LongKeyIsCutShortInItsMessage)
+{
+    int line = 0;
+    int column = 0;
+    const std::string key(100000, 'k');
+    EXPECT_EQ(refusal("{\"" + key + "\": {}}", line, column),
+              "unknown key \"" + key.substr(0, 64) + "...\" in the configuration");
+    EXPECT_EQ(refusal("{\"items\": {\"" + key + "\": [1]}}", line, column), "\"" + key.substr(0, 64) + "...\" cannot be a list");
+}

@@ -2,11 +2,13 @@
 // the nesting limit, UTF-8, numbers too large for the parser, and texts written from
 // values that hold bytes which are not UTF-8.
 
+#include <chrono>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "JsonText.h"
+#include "Watchdog.h"
 
 namespace {
 
@@ -152,4 +154,50 @@ TEST(HostJsonText, LocatingAMemberSkipsDeepSiblingsWithoutRecursion)
     deep.append(200000, ']');
     const std::string text = "{\"a\": " + deep + ", \"b\": 1}";
     EXPECT_EQ(locateJsonPath(text, {std::string("b")}), 6 + deep.size() + 2);
+}
+
+TEST(HostJsonText, LongMemberNameIsCutShortInAMessage)
+{
+    const std::string name(100000, 'n');
+    EXPECT_EQ(refusal("{\"" + name + "\": 1e999}").message, "\"" + name.substr(0, 64) + "...\": the number 1e999 is out of range");
+}
+
+TEST(HostJsonText, RepeatedMemberKeepsItsFirstPlaceAndTakesTheLastValue)
+{
+    const Json value = parseJsonText(R"({"a": 1, "b": 2, "a": 3})");
+    ASSERT_EQ(value.size(), 2u);
+    EXPECT_EQ(value.begin().key(), "a");
+    EXPECT_EQ(value.at("a"), 3);
+    EXPECT_EQ(value.at("b"), 2);
+}
+
+TEST(HostJsonText, ObjectOfThreeHundredThousandMembersIsReadInLinearTime)
+{
+    std::string text = "{";
+    for (int i = 0; i < 300000; ++i) text += (i == 0 ? "\"k" : ", \"k") + std::to_string(i) + "\": 1";
+    text += "}";
+    // Searching the members one by one for each new name took minutes for this.
+    const Watchdog watchdog(std::chrono::seconds(30), "reading an object of 300,000 members");
+    const Json value = parseJsonText(text);
+    EXPECT_EQ(value.size(), 300000u);
+    EXPECT_EQ(value.back(), 1);
+}
+
+TEST(HostJsonText, NulByteIsRefusedWhereverItStands)
+{
+    const Refusal after = refusal(std::string("{\"a\": 1}\0\xff", 10));
+    EXPECT_EQ(after.message, "unexpected NUL byte");
+    EXPECT_EQ(after.column, 9);
+    const Refusal inside = refusal(std::string("[1,\0 2]", 7));
+    EXPECT_EQ(inside.message, "unexpected NUL byte");
+    EXPECT_EQ(inside.column, 4);
+    const Refusal before = refusal(std::string("[x\0]", 4));
+    EXPECT_NE(before.message.find("invalid literal"), std::string::npos) << before.message;
+}
+
+TEST(HostJsonText, ExpectationAfterALongTokenIsKeptAndTheTokenCut)
+{
+    const Refusal refused = refusal("{" + std::string(1000, '\t') + "x" + std::string(1000, '\t') + "}");
+    EXPECT_LT(refused.message.size(), 200u) << refused.message;
+    EXPECT_NE(refused.message.find("; expected string literal"), std::string::npos) << refused.message;
 }

@@ -41,11 +41,23 @@ private:
     JsonPath& m_path;
 };
 
+// A key quoted for a message. A key may be as long as the text it is in; a message must
+// stay short enough to be sent back in a management result, so a long key is cut.
+std::string quoted(const std::string& key)
+{
+    constexpr std::size_t kShown = 64;
+    if (key.size() <= kShown) return "\"" + key + "\"";
+    std::size_t cut = kShown;
+    // Not inside a UTF-8 character (parsed keys are UTF-8).
+    while (cut > 0 && (static_cast<unsigned char>(key[cut]) & 0xC0) == 0x80) --cut;
+    return "\"" + key.substr(0, cut) + "...\"";
+}
+
 // The name a value has in messages: its member name, or the member its list is under.
 std::string nameAt(const JsonPath& path)
 {
     for (auto step = path.rbegin(); step != path.rend(); ++step) {
-        if (const auto* name = std::get_if<std::string>(&*step)) return "\"" + *name + "\"";
+        if (const auto* name = std::get_if<std::string>(&*step)) return quoted(*name);
     }
     return "the value";
 }
@@ -87,9 +99,9 @@ public:
             (void)value;
             if (known.count(key) == 0) {
                 const PathStep at(path, key);
-                std::string message = "unknown key \"";
-                message += key;
-                message += "\" in ";
+                std::string message = "unknown key ";
+                message += quoted(key);
+                message += " in ";
                 message += where;
                 fail(path, message);
             }
@@ -144,7 +156,7 @@ public:
                 continue;
             }
             DataNode* target = key.find('/') != std::string::npos ? node.makePath(key) : &node.addChild(key);
-            if (key.empty() || target == nullptr) fail(path, "\"" + key + "\" is not a valid item path");
+            if (key.empty() || target == nullptr) fail(path, quoted(key) + " is not a valid item path");
             fillNode(*target, child, path);
         }
     }
@@ -154,7 +166,7 @@ public:
     {
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const PathStep at(path, i);
-            if (!rows[i].is_object()) fail(path, "each row of \"" + name + "\" must be an object");
+            if (!rows[i].is_object()) fail(path, "each row of " + quoted(name) + " must be an object");
             fillNode(node.addChild(name), rows[i], path);
         }
     }
@@ -180,7 +192,7 @@ public:
         if (key.empty()) fail(path, "an item needs a name");
         DataNode& root = data.getOrAddRoot(key);
         if (value.is_array()) {
-            if (key != "dialPlanSettings") fail(path, "\"" + key + "\" cannot be a list");
+            if (key != "dialPlanSettings") fail(path, quoted(key) + " cannot be a list");
             addDialPlanEntries(root, value, path, strictEntries);
             return;
         }

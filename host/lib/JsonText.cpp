@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
+#include <unordered_map>
 
 namespace {
 
@@ -191,6 +193,16 @@ std::string shortenedToken(const std::string& token)
     return "..." + token.substr(cut);
 }
 
+// The start of a member name quoted in a message: a name can be as long as the text.
+std::string shortenedName(const std::string& name)
+{
+    constexpr std::size_t kKept = 64;
+    if (name.size() <= kKept) return name;
+    std::size_t cut = kKept;
+    while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) --cut;
+    return name.substr(0, cut) + "...";
+}
+
 // The parser's own explanation without its "[json.exception...] parse error at ...: " lead,
 // with the token it last read cut short, and always valid UTF-8.
 std::string parserReason(const std::string& what)
@@ -204,11 +216,19 @@ std::string parserReason(const std::string& what)
         const auto colon = reason.find(": ");
         if (colon != std::string::npos) reason.erase(0, colon + 2);
     }
+    // "...; last read: 'TOKEN'" and, after a syntax error, "; expected ..." after it.
     const std::string marker = "; last read: '";
     const auto at = reason.find(marker);
-    if (at != std::string::npos && reason.back() == '\'' && reason.size() > at + marker.size()) {
+    if (at != std::string::npos) {
         const std::size_t tokenStart = at + marker.size();
-        reason = reason.substr(0, tokenStart) + shortenedToken(reason.substr(tokenStart, reason.size() - tokenStart - 1)) + "'";
+        const auto expected = reason.rfind("'; expected ");
+        const std::size_t tokenEnd = expected != std::string::npos && expected >= tokenStart ? expected
+                                     : reason.back() == '\'' && reason.size() > tokenStart ? reason.size() - 1
+                                                                                          : std::string::npos;
+        if (tokenEnd != std::string::npos) {
+            reason = reason.substr(0, tokenStart) + shortenedToken(reason.substr(tokenStart, tokenEnd - tokenStart)) +
+                     reason.substr(tokenEnd);
+        }
     }
     return withInvalidBytesEscaped(reason);
 }
@@ -268,32 +288,51 @@ std::size_t openingOfLevel(const std::string& text, std::size_t level)
     throw JsonTextError(message, line, column);
 }
 
-// Builds the value as the library's own parser does, but refuses to open a level deeper
-// than kMaxJsonDepth and keeps, instead of throwing, where and why the text is malformed.
-// The library's parser is driven by a loop, not by recursion, so a text of any depth is
-// read with a small stack until the level too many.
-class BoundedValueBuilder : public nlohmann::detail::json_sax_dom_parser<Json> {
+// Builds the value from the library's parser events, as its own builder does, with two
+// differences. It refuses to open a level deeper than kMaxJsonDepth (the library's parser
+// is driven by a loop, not by recursion, so a text of any depth is read with a small
+// stack until the level too many). And it finds a repeated member name through an index
+// per object, where the ordered object's own look-up searches its members one by one,
+// which made an object of n members cost n * n; a repeated name keeps its first place
+// and takes the last value, as with the library's builder. Where and why the text is
+// malformed is kept instead of thrown.
+class BoundedValueBuilder {
 public:
-    using Base = nlohmann::detail::json_sax_dom_parser<Json>;
+    explicit BoundedValueBuilder(Json& result) : m_root(result) {}
 
-    explicit BoundedValueBuilder(Json& result) : Base(result, false) {}
+    bool null() { return place(nullptr) != nullptr; }
+    bool boolean(bool value) { return place(value) != nullptr; }
+    bool number_integer(Json::number_integer_t value) { return place(value) != nullptr; }
+    bool number_unsigned(Json::number_unsigned_t value) { return place(value) != nullptr; }
+    bool number_float(Json::number_float_t value, const Json::string_t& /*as written*/) { return place(value) != nullptr; }
+    bool string(Json::string_t& value) { return place(std::move(value)) != nullptr; }
+    // A JSON text holds no binary values.
+    bool binary(Json::binary_t& /*value*/) { return false; }
 
-    bool start_object(std::size_t length) { return enter(true) && Base::start_object(length); }
-    bool start_array(std::size_t length) { return enter(false) && Base::start_array(length); }
-    bool end_object()
+    bool start_object(std::size_t /*size unknown in a text*/)
     {
-        m_levels.pop_back();
-        return Base::end_object();
+        if (!enter(true)) return false;
+        m_open.push_back(place(Json::object()));
+        return true;
     }
-    bool end_array()
+    bool start_array(std::size_t /*size unknown in a text*/)
     {
-        m_levels.pop_back();
-        return Base::end_array();
+        if (!enter(false)) return false;
+        m_open.push_back(place(Json::array()));
+        return true;
     }
-    bool key(string_t& name)
+    bool end_object() { return leave(); }
+    bool end_array() { return leave(); }
+
+    bool key(Json::string_t& name)
     {
-        m_levels.back().key = name;
-        return Base::key(name);
+        Level& level = m_levels.back();
+        level.key = name;
+        auto& members = m_open.back()->get_ref<Json::object_t&>();
+        const auto [found, added] = level.members.emplace(name, members.size());
+        if (added) members.emplace_back(name, nullptr);
+        m_member = &std::next(members.begin(), static_cast<std::ptrdiff_t>(found->second))->second;
+        return true;
     }
 
     template <class Exception>
@@ -306,10 +345,13 @@ public:
         if (error.id == 406) {
             m_reason = "the number " + withInvalidBytesEscaped(shortenedToken(token)) + " is out of range";
             if (!m_levels.empty() && m_levels.back().isObject)
-                m_reason = "\"" + withInvalidBytesEscaped(m_levels.back().key) + "\": " + m_reason;
+                m_reason = "\"" + withInvalidBytesEscaped(shortenedName(m_levels.back().key)) + "\": " + m_reason;
         }
         return false;
     }
+
+    // Whether the parser stopped at a syntax error at byte `offset` or later.
+    bool stoppedAtOrAfter(std::size_t offset) const { return m_failed && m_position > offset; }
 
     // Throws the JsonTextError for the fault that stopped the parser.
     [[noreturn]] void fail(const std::string& text) const
@@ -330,9 +372,17 @@ public:
 private:
     struct Level {
         bool isObject;
+        // The last member name read, for messages.
         std::string key;
+        // Where each member name stands in the object.
+        std::unordered_map<std::string, std::size_t> members;
     };
+    Json& m_root;
+    // The objects and lists under construction, outermost first.
+    std::vector<Json*> m_open;
     std::vector<Level> m_levels;
+    // The value of the member whose name was read last.
+    Json* m_member = nullptr;
     bool m_tooDeep = false;
     bool m_failed = false;
     std::size_t m_position = 0;
@@ -344,8 +394,33 @@ private:
             m_tooDeep = true;
             return false;
         }
-        m_levels.push_back(Level{isObject, std::string()});
+        m_levels.push_back(Level{isObject, std::string(), {}});
         return true;
+    }
+
+    bool leave()
+    {
+        m_levels.pop_back();
+        m_open.pop_back();
+        return true;
+    }
+
+    // Puts a value where the parser is: the whole value, the next element of the open list,
+    // or the value of the member just named. Returns where it is kept.
+    Json* place(Json value)
+    {
+        if (m_open.empty()) {
+            m_root = std::move(value);
+            return &m_root;
+        }
+        Json& container = *m_open.back();
+        if (container.is_array()) {
+            auto& elements = container.get_ref<Json::array_t&>();
+            elements.push_back(std::move(value));
+            return &elements.back();
+        }
+        *m_member = std::move(value);
+        return m_member;
     }
 };
 
@@ -370,7 +445,13 @@ Json parseJsonText(const std::string& text)
 {
     Json document;
     BoundedValueBuilder builder(document);
-    if (!Json::sax_parse(text, &builder)) builder.fail(text);
+    const bool parsed = Json::sax_parse(text, &builder);
+    // The library's parser takes a NUL byte for the end of the text: what follows would be
+    // ignored, and a text cut there would be "unexpected end of input". A NUL byte is
+    // nowhere allowed in JSON; it is the fault, unless the parser stopped before it.
+    const std::size_t nul = text.find('\0');
+    if (nul != std::string::npos && (parsed || builder.stoppedAtOrAfter(nul))) failAtOffset(text, nul, "unexpected NUL byte");
+    if (!parsed) builder.fail(text);
     return document;
 }
 
