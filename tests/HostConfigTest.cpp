@@ -412,3 +412,10 @@ TEST(HostConfig, LongKeyIsCutShortInItsMessage)
               "unknown key \"" + key.substr(0, 64) + "...\" in the configuration");
     EXPECT_EQ(refusal("{\"items\": {\"" + key + "\": [1]}}", line, column), "\"" + key.substr(0, 64) + "...\" cannot be a list");
 }
+
+TEST(HostConfig, RepeatedSectionIsNamedWhereItsValueIsWritten)
+{
+    // The last of two members of one name is the one read, so it is the one a fault names.
+    EXPECT_EQ(fileRefusal("{\"hardware\": {\"subPlatformVariant\": 1},\n \"hardware\": {\"subPlatformVariant\": -1}}"),
+              "2:15: \"subPlatformVariant\" must be a whole number, 0 or more");
+}

@@ -81,11 +81,14 @@ private:
         }
     }
 
-    // Positions at the value of member `name`; `found` becomes the key's offset.
+    // Positions at the value of member `name`; `found` becomes the key's offset. A name
+    // given twice stands for its last value, as in the parsed value: the last one is taken.
     bool enterMember(const std::string& name, std::size_t& found)
     {
         ++m_position;
         skipBlanks();
+        bool matched = false;
+        std::size_t valueStart = 0;
         while (!atEnd() && peek() == '"') {
             const std::size_t keyStart = m_position;
             const std::string raw = skipString();
@@ -93,21 +96,23 @@ private:
             try {
                 key = Json::parse(raw).get<std::string>();
             } catch (const std::exception&) {
-                return false;
+                break;
             }
             skipBlanks();
             ++m_position;  // ':'
             skipBlanks();
             if (key == name) {
                 found = keyStart;
-                return true;
+                valueStart = m_position;
+                matched = true;
             }
             skipValue();
             skipBlanks();
             if (!atEnd() && peek() == ',') ++m_position;
             skipBlanks();
         }
-        return false;
+        if (matched) m_position = valueStart;
+        return matched;
     }
 
     bool enterElement(std::size_t index, std::size_t& found)
