@@ -231,8 +231,8 @@ std::string parserReason(const std::string& what)
                                      : reason.back() == '\'' && reason.size() > tokenStart ? reason.size() - 1
                                                                                           : std::string::npos;
         if (tokenEnd != std::string::npos) {
-            reason = reason.substr(0, tokenStart) + shortenedToken(reason.substr(tokenStart, tokenEnd - tokenStart)) +
-                     reason.substr(tokenEnd);
+            const std::size_t length = tokenEnd - tokenStart;
+            reason.replace(tokenStart, length, shortenedToken(reason.substr(tokenStart, length)));
         }
     }
     return withInvalidBytesEscaped(reason);
