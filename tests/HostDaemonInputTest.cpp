@@ -212,7 +212,7 @@ TEST_F(HostDaemonInput, HangupWithAFileNestedAHundredThousandLevelsKeepsTheConfi
     configured.signal(SIGHUP);
     const std::string expected = "dasd: SIGHUP: configuration kept: " + config + ":1:389: nesting deeper than 64 levels\n";
     std::string log;
-    for (int attempt = 0; attempt < 200 && !contains(log, expected); ++attempt) {
+    for (int attempt = 0; attempt < 400 && !contains(log, expected); ++attempt) {
         std::this_thread::sleep_for(25ms);
         log = readFile(configured.log());
     }
