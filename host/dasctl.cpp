@@ -58,7 +58,8 @@ public:
 
     void set(const std::string& key, const std::string& value)
     {
-        reportError(m_client.notify(Json{{key, value}}.dump()));
+        if (refusedAsNotUtf8("the key", key) || refusedAsNotUtf8("the value", value)) return;
+        reportError(m_client.notify(jsonText(Json{{key, value}})));
     }
 
     void managementSet(const std::string& json)
@@ -73,6 +74,9 @@ public:
 
     void managementGet(const std::vector<std::string>& roots)
     {
+        for (std::size_t i = 0; i < roots.size(); ++i) {
+            if (refusedAsNotUtf8("root name " + std::to_string(i + 1), roots[i])) return;
+        }
         const Json result = m_client.managementGet(roots);
         if (reportError(result)) return;
         for (const auto& item : result.at("items")) {
@@ -145,6 +149,18 @@ private:
         failed = true;
         return true;
     }
+
+    // The daemon reads keys, values and root names inside JSON, which is UTF-8 only: a
+    // text that is not is refused here, like a management message the daemon refuses,
+    // and nothing is sent.
+    bool refusedAsNotUtf8(const std::string& what, const std::string& text)
+    {
+        const std::size_t invalid = invalidUtf8Offset(text);
+        if (invalid == std::string::npos) return false;
+        print("error " + quoteText(what + ", byte " + std::to_string(invalid + 1) + ": " + invalidUtf8Reason(text, invalid)));
+        failed = true;
+        return true;
+    }
 };
 
 }  // namespace
@@ -185,6 +201,10 @@ int main(int argc, char** argv)
         return session.failed ? 1 : 0;
     } catch (const ClientError& error) {
         std::cerr << "dasctl: " << error.what() << std::endl;
+        return 1;
+    } catch (const std::exception& error) {
+        // Whatever the daemon or the arguments hold, the client ends with a message.
+        std::cerr << "dasctl: " << quoteText(error.what()) << std::endl;
         return 1;
     }
 }

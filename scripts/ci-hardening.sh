@@ -23,6 +23,8 @@ declare -A FUZZ_RUNS=(
     [DialPlanConfigFuzzer]=4000
     [ConversionFuzzer]=4000
     [FramingFuzzer]=200000
+    [HostConfigFuzzer]=20000
+    [ManagementJsonFuzzer]=20000
     [StoreRequestFuzzer]=20000
 )
 

@@ -2,9 +2,11 @@
 // errors that name the file, line and column.
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -261,4 +263,159 @@ TEST(HostConfig, RootNamesAreAListOfStrings)
     EXPECT_EQ(rootNamesFromJson(R"(["dial-plan-id", "dialPlanSettings"])"),
               (std::vector<std::string>{"dial-plan-id", "dialPlanSettings"}));
     EXPECT_THROW(rootNamesFromJson(R"(["a", 1])"), JsonTextError);
+}
+
+namespace {
+
+// A configuration whose item "a" nests objects so that the whole text is `levels` deep
+// (the configuration object and "items" are the first two levels).
+std::string nestedItemConfig(std::size_t levels)
+{
+    std::string text = "{\"items\": {\"a\": ";
+    for (std::size_t i = 2; i < levels; ++i) text += "{\"a\": ";
+    text += "\"x\"";
+    text.append(levels, '}');
+    return text;
+}
+
+// The column of the bracket that opens level 65 in nestedItemConfig.
+constexpr int kColumnOfLevelTooMany = 17 + 6 * 62;
+
+// The message of a configuration file that must be refused.
+std::string fileRefusal(const std::string& text)
+{
+    TemporaryFile file(text);
+    try {
+        loadHostConfigFile(file.path());
+    } catch (const ConfigFileError& error) {
+        const std::string message = error.what();
+        return message.rfind(file.path() + ":", 0) == 0 ? message.substr(file.path().size() + 1) : message;
+    }
+    ADD_FAILURE() << "accepted: " << text;
+    return {};
+}
+
+}  // namespace
+
+TEST(HostConfig, ItemsNestedToTheDepthLimitLoad)
+{
+    const HostConfig config = parseHostConfig(nestedItemConfig(kMaxJsonDepth));
+    std::string path = "a";
+    for (int i = 1; i < 62; ++i) path += "/a";
+    EXPECT_EQ(value(config.storeItems, "a", path), "x");
+}
+
+TEST(HostConfig, ItemsNestedOneLevelPastTheLimitAreRefusedAtTheBracket)
+{
+    int line = 0;
+    int column = 0;
+    EXPECT_EQ(refusal(nestedItemConfig(kMaxJsonDepth + 1), line, column), "nesting deeper than 64 levels");
+    EXPECT_EQ(line, 1);
+    EXPECT_EQ(column, kColumnOfLevelTooMany);
+}
+
+TEST(HostConfig, HundredThousandLevelsInAFileAreRefusedWithFileLineAndColumn)
+{
+    EXPECT_EQ(fileRefusal(nestedItemConfig(100000)), "1:" + std::to_string(kColumnOfLevelTooMany) +
+                                                         ": nesting deeper than 64 levels");
+}
+
+TEST(HostConfig, SimulatorRefusesAHundredThousandLevelsWithTheFilePlace)
+{
+    TemporaryFile config(nestedItemConfig(100000));
+    TemporaryFile script("wait 1\n");
+    TemporaryFile errors("");
+    const std::string command = std::string(DAS_SIM_PATH) + " --plugin " + DAS_PLUGIN_FILE + " --config " +
+                                config.path() + " " + script.path() + " >/dev/null 2>" + errors.path();
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status)) << "das-sim died: " << readFile(errors.path());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_EQ(readFile(errors.path()), "das-sim: " + config.path() + ":1:" + std::to_string(kColumnOfLevelTooMany) +
+                                           ": nesting deeper than 64 levels\n");
+}
+
+TEST(HostConfig, InvalidUtf8InAFileIsNamedAtItsByte)
+{
+    EXPECT_EQ(fileRefusal("{\n  \"items\": {\"software-type\": \"Valtrek \xff\"}\n}\n"),
+              "2:39: invalid UTF-8: byte 0xFF");
+}
+
+TEST(HostConfig, SubPlatformVariantBeyondAnUnsignedIntIsRefused)
+{
+    EXPECT_EQ(parseHostConfig(R"({"hardware": {"subPlatformVariant": 4294967295}})").subPlatformVariant, 4294967295u);
+    EXPECT_EQ(fileRefusal("{\"hardware\": {\n  \"subPlatformVariant\": 4294967296}}"),
+              "2:3: \"subPlatformVariant\" must be a whole number from 0 to 4294967295");
+    EXPECT_EQ(fileRefusal(R"({"hardware": {"subPlatformVariant": 99999999999999999999}})"),
+              "1:15: \"subPlatformVariant\" must be a whole number from 0 to 4294967295");
+    EXPECT_EQ(fileRefusal(R"({"hardware": {"subPlatformVariant": 1.5}})"),
+              "1:15: \"subPlatformVariant\" must be a whole number, 0 or more");
+}
+
+TEST(HostConfig, SubPlatformVariantTooLargeForAnyNumberIsRefusedAtItsPlace)
+{
+    EXPECT_EQ(fileRefusal("{\"hardware\": {\n  \"subPlatformVariant\": 1e400}}"),
+              "2:25: \"subPlatformVariant\": the number 1e400 is out of range");
+}
+
+TEST(HostConfig, TeamLineTypeBeyondAnIntIsRefused)
+{
+    const HostConfig config =
+        parseHostConfig(R"({"teamService": {"1": {"type": 2147483647}, "2": {"type": -2147483648}}})");
+    ASSERT_EQ(config.teamLines.size(), 2u);
+    EXPECT_EQ(config.teamLines[0].type, 2147483647);
+    EXPECT_EQ(config.teamLines[1].type, -2147483647 - 1);
+    const std::string range = "\"type\" must be a whole number from -2147483648 to 2147483647";
+    EXPECT_EQ(fileRefusal(R"({"teamService": {"1": {"type": 4294967297}}})"), "1:24: " + range);
+    EXPECT_EQ(fileRefusal(R"({"teamService": {"1": {"type": -2147483649}}})"), "1:24: " + range);
+    EXPECT_EQ(fileRefusal(R"({"teamService": {"1": {"type": 1e19}}})"), "1:24: " + range);
+    EXPECT_EQ(fileRefusal(R"({"teamService": {"1": {"type": -1e400}}})"),
+              "1:32: \"type\": the number -1e400 is out of range");
+}
+
+TEST(HostConfig, ItemNumbersBeyondSixtyFourBitsAreRefusedByName)
+{
+    const HostConfig config = parseHostConfig(
+        R"({"items": {"autodialtimer": 18446744073709551615, "initial-digit-timer": -9223372036854775808}})");
+    EXPECT_EQ(value(config.storeItems, "autodialtimer", "autodialtimer"), "18446744073709551615");
+    EXPECT_EQ(value(config.storeItems, "initial-digit-timer", "initial-digit-timer"), "-9223372036854775808");
+    EXPECT_EQ(fileRefusal(R"({"items": {"autodialtimer": 18446744073709551616}})"),
+              "1:12: \"autodialtimer\": the number is out of range (more than 64 bits); write it as a string");
+    EXPECT_EQ(fileRefusal(R"({"canonicalDialSettings": {"countryCode": 1e400}})"),
+              "1:43: \"countryCode\": the number 1e400 is out of range");
+    EXPECT_EQ(fileRefusal(R"({"dialPlan": {"dialPlanSettings": [{"timer": -99999999999999999999}]}})"),
+              "1:37: \"timer\": the number is out of range (more than 64 bits); write it as a string");
+}
+
+TEST(HostConfig, RootItemsRefuseDeepNestingBadUtf8AndHugeNumbersByColumn)
+{
+    std::string deep = "{\"dialPlanSettings\": ";
+    for (int i = 0; i < 100000; ++i) deep += "{\"a\": ";
+    try {
+        rootItemsFromJson(deep);
+        FAIL() << "accepted";
+    } catch (const JsonTextError& error) {
+        EXPECT_EQ(std::string(error.what()), "nesting deeper than 64 levels");
+        EXPECT_EQ(error.column(), 22 + 6 * 63);
+    }
+    EXPECT_THROW(rootItemsFromJson("{\"dial-plan-id\": \"\xff\"}"), JsonTextError);
+    EXPECT_THROW(rootItemsFromJson(R"({"autodialtimer": 1e400})"), JsonTextError);
+    EXPECT_THROW(rootNamesFromJson("[\"dial-plan-id\", \"\xc3\"]"), JsonTextError);
+    EXPECT_THROW(rootNamesFromJson(std::string(100000, '[') + std::string(100000, ']')), JsonTextError);
+}
+
+TEST(HostConfig, LongKeyIsCutShortInItsMessage)
+{
+    int line = 0;
+    int column = 0;
+    const std::string key(100000, 'k');
+    EXPECT_EQ(refusal("{\"" + key + "\": {}}", line, column),
+              "unknown key \"" + key.substr(0, 64) + "...\" in the configuration");
+    EXPECT_EQ(refusal("{\"items\": {\"" + key + "\": [1]}}", line, column), "\"" + key.substr(0, 64) + "...\" cannot be a list");
+}
+
+TEST(HostConfig, RepeatedSectionIsNamedWhereItsValueIsWritten)
+{
+    // The last of two members of one name is the one read, so it is the one a fault names.
+    EXPECT_EQ(fileRefusal("{\"hardware\": {\"subPlatformVariant\": 1},\n \"hardware\": {\"subPlatformVariant\": -1}}"),
+              "2:15: \"subPlatformVariant\" must be a whole number, 0 or more");
 }

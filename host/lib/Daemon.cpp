@@ -483,8 +483,8 @@ private:
     }
 };
 
-std::string resultJson(bool ok) { return Json{{"ok", ok}}.dump(); }
-std::string errorJson(const std::string& message) { return Json{{"error", message}}.dump(); }
+std::string resultJson(bool ok) { return jsonText(Json{{"ok", ok}}); }
+std::string errorJson(const std::string& message) { return jsonText(Json{{"error", message}}); }
 
 // The text of one root item, to tell whether it changed.
 std::string rootText(const ManageableData& data, const std::string& rootId)
@@ -1088,7 +1088,7 @@ std::string Daemon::Impl::managementAnswer(const Frame& frame)
             const bool ok = m_agent->getData(data);
             Json items = Json::array();
             for (const auto& [path, value] : data.items()) items.push_back(Json::array({path, value}));
-            return Json{{"ok", ok}, {"items", items}}.dump();
+            return jsonText(Json{{"ok", ok}, {"items", items}});
         }
         ManageableData data = rootItemsFromJson(frame.text);
         if (frame.kind == FrameKind::MgmtSet) {
@@ -1103,6 +1103,10 @@ std::string Daemon::Impl::managementAnswer(const Frame& frame)
         return errorJson("column " + std::to_string(error.column()) + ": " + error.what());
     } catch (const std::exception& error) {
         return errorJson(error.what());
+    } catch (...) {
+        // The management thread serves every client: whatever failed, this frame gets an
+        // answer and the next one is served.
+        return errorJson("the management request failed");
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 
+#include "TextQuote.h"
 #include "UnixSocket.h"
 
 namespace {
@@ -134,13 +135,39 @@ DasClient::Pending DasClient::exchange(FrameKind kind, const std::string& text)
 
 std::vector<std::string> DasClient::request(const std::string& text) { return exchange(FrameKind::Request, text).replies; }
 
+namespace {
+
+// Whether a management result has the form docs/protocol.md gives it, so that a caller
+// may read it without checking each member's type.
+bool wellFormedResult(const Json& result)
+{
+    if (!result.is_object()) return false;
+    if (result.contains("error") && !result.at("error").is_string()) return false;
+    if (result.contains("ok") && !result.at("ok").is_boolean()) return false;
+    if (!result.contains("items")) return true;
+    const Json& items = result.at("items");
+    if (!items.is_array()) return false;
+    for (const auto& item : items) {
+        if (!item.is_array() || item.size() != 2 || !item.at(0).is_string() || !item.at(1).is_string()) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
 Json DasClient::managementResult(const Pending& pending)
 {
+    Json result;
     try {
-        return Json::parse(pending.result);
-    } catch (const std::exception&) {
-        throw ClientError("malformed management result: " + pending.result);
+        result = parseJsonText(pending.result);
+    } catch (const JsonTextError&) {
+        // reported below, with the text
     }
+    if (!wellFormedResult(result)) {
+        const std::string shown = pending.result.size() > 200 ? pending.result.substr(0, 200) + "..." : pending.result;
+        throw ClientError("malformed management result: " + quoteText(shown));
+    }
+    return result;
 }
 
 Json DasClient::notify(const std::string& itemsJson) { return managementResult(exchange(FrameKind::Notify, itemsJson)); }
@@ -152,7 +179,14 @@ Json DasClient::managementSet(const std::string& itemsJson)
 
 Json DasClient::managementGet(const std::vector<std::string>& roots)
 {
-    return managementResult(exchange(FrameKind::MgmtGet, Json(roots).dump()));
+    for (std::size_t i = 0; i < roots.size(); ++i) {
+        const std::size_t invalid = invalidUtf8Offset(roots[i]);
+        if (invalid != std::string::npos) {
+            throw ClientError("root name " + std::to_string(i + 1) + ", byte " + std::to_string(invalid + 1) + ": " +
+                              invalidUtf8Reason(roots[i], invalid));
+        }
+    }
+    return managementResult(exchange(FrameKind::MgmtGet, jsonText(Json(roots))));
 }
 
 void DasClient::waitUntilClosed()

@@ -40,6 +40,11 @@ public:
     // Sends a request and waits until the daemon completes it; returns its replies in order.
     std::vector<std::string> request(const std::string& text);
     // Management: a change with notification, a write and a read (see docs/protocol.md).
+    // The texts are sent as they are; the daemon answers a malformed one with "error".
+    // Each returns the daemon's result, an object whose "error" is a string, "ok" a
+    // boolean and "items" a list of [path, value] strings when present; ClientError when
+    // the result has another form. managementGet throws ClientError, sending nothing,
+    // when a root name is not UTF-8.
     Json notify(const std::string& itemsJson);
     Json managementSet(const std::string& itemsJson);
     Json managementGet(const std::vector<std::string>& roots);

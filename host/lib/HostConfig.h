@@ -34,7 +34,10 @@ public:
 };
 
 // Reads a configuration text; throws JsonTextError (with line and column) when it is
-// malformed or holds an unknown key or a value of the wrong kind.
+// malformed (see parseJsonText: also nesting deeper than kMaxJsonDepth, invalid UTF-8, a
+// number beyond a double) or holds an unknown key or a value of the wrong kind or out of
+// range: a team line "type" outside int, a "subPlatformVariant" outside unsigned int, an
+// item number beyond 64 bits. Linear in the length of the text.
 HostConfig parseHostConfig(const std::string& text);
 
 // Reads a configuration file; throws ConfigFileError "FILE:LINE:COLUMN: reason".
@@ -48,8 +51,9 @@ HostConfig defaultHostConfig();
 // notifications and management writes). A string, number or boolean is the item's own
 // value; an object names child nodes ("a/b" keys make paths); a list of objects under a
 // key gives rows of that name, and under "dialPlanSettings" the entries
-// "dialPlanEntry[1]", "dialPlanEntry[2]", ... Throws JsonTextError.
+// "dialPlanEntry[1]", "dialPlanEntry[2]", ... Throws JsonTextError, with the limits of
+// parseHostConfig; its message is short and valid UTF-8, ready for a management result.
 ManageableData rootItemsFromJson(const std::string& text);
 
-// Root names given as a JSON list of strings; throws JsonTextError.
+// Root names given as a JSON list of strings; throws JsonTextError as rootItemsFromJson.
 std::vector<std::string> rootNamesFromJson(const std::string& text);
