@@ -26,6 +26,7 @@ declare -A FUZZ_RUNS=(
     [HostConfigFuzzer]=20000
     [ManagementJsonFuzzer]=20000
     [StoreRequestFuzzer]=20000
+    [FrameDispatchFuzzer]=20000
 )
 
 timed() {

@@ -516,8 +516,13 @@ public:
     explicit Impl(DaemonOptions options) : m_options(std::move(options)) {}
 
     int run();
+    void startInProcess();
+    std::unique_ptr<DaemonSession> openSession();
+    void stopInProcess();
 
 private:
+    friend class InProcessSession;
+
     DaemonOptions m_options;
     HostConfig m_config;
     std::unique_ptr<SqliteDataAccessService> m_database;
@@ -555,6 +560,8 @@ private:
     // Faults of clients that never got a connection of their own (refused at accept).
     FaultLog m_listenerFaults{"the listener"};
 
+    void prepare();
+    void startWorkers();
     void loadConfiguration();
     void applyStoreConfig(const HostConfig& config);
     void startService();
@@ -584,8 +591,48 @@ private:
 Daemon::Daemon(DaemonOptions options) : m_impl(std::make_unique<Impl>(std::move(options))) {}
 Daemon::~Daemon() = default;
 int Daemon::run() { return m_impl->run(); }
+void Daemon::startInProcess() { m_impl->startInProcess(); }
+std::unique_ptr<DaemonSession> Daemon::openSession() { return m_impl->openSession(); }
+void Daemon::stopInProcess() { m_impl->stopInProcess(); }
 
 int Daemon::Impl::run()
+{
+    prepare();
+    // Signals are taken by the main loop only: block them before any thread starts.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGHUP);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+    const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (signalFd < 0) throw std::runtime_error("signalfd failed");
+
+    applyStoreConfig(m_config);
+    startService();
+    m_listenFd = adoptOrListenUnixSocket(m_options.socketPath);
+    startWorkers();
+    say("serving on " + m_options.socketPath + " with the store " + m_options.storePath);
+    serve(signalFd);
+    shutDown();
+    ::close(signalFd);
+    say("stopped");
+    return 0;
+}
+
+void Daemon::Impl::startInProcess()
+{
+    prepare();
+    applyStoreConfig(m_config);
+    startService();
+    startWorkers();
+}
+
+void Daemon::Impl::stopInProcess() { shutDown(); }
+
+// What comes before any thread: the log sink, the configuration, the store and the plug-in.
+void Daemon::Impl::prepare()
 {
     if (m_options.logLevel) platformlog::setThreshold(*m_options.logLevel);
     platformlog::setSink([](const LogRecord& record) {
@@ -601,30 +648,14 @@ int Daemon::Impl::run()
         std::filesystem::create_directories(std::filesystem::path(m_options.storePath).parent_path());
     m_database = std::make_unique<SqliteDataAccessService>(m_options.storePath);
     m_dataAccess = std::make_unique<ObservedDataAccessService>(*m_database, nullptr);
-    m_plugin = std::make_unique<PluginLibrary>(m_options.pluginPath);
+    m_plugin = m_options.linkedPlugin != nullptr ? std::make_unique<PluginLibrary>(*m_options.linkedPlugin)
+                                                 : std::make_unique<PluginLibrary>(m_options.pluginPath);
+}
 
-    // Signals are taken by the main loop only: block them before any thread starts.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGHUP);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC);
-    if (signalFd < 0) throw std::runtime_error("signalfd failed");
-
-    applyStoreConfig(m_config);
-    startService();
-    m_listenFd = adoptOrListenUnixSocket(m_options.socketPath);
+void Daemon::Impl::startWorkers()
+{
     m_messageThreads.start(m_options.messageThreads);
     m_managementThread.start(1);
-    say("serving on " + m_options.socketPath + " with the store " + m_options.storePath);
-    serve(signalFd);
-    shutDown();
-    ::close(signalFd);
-    say("stopped");
-    return 0;
 }
 
 void Daemon::Impl::loadConfiguration()
@@ -1181,6 +1212,120 @@ std::size_t Daemon::Impl::applyChangedItems(const HostConfig& fresh)
     changed.getRootIds(changedRoots);
     if (!changedRoots.empty()) m_agent->manageableDataChanged(changed);
     return changedRoots.size() + (canonicalChanged ? 1 : 0);
+}
+
+// Collects the frames sent to an in-process session.
+class CollectingSink : public FrameSink {
+public:
+    bool write(const std::string& bytes) override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_hungUp) return false;
+        m_bytes += bytes;
+        return true;
+    }
+    void hangUp() override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_hungUp = true;
+    }
+    std::vector<Frame> frames() const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        FrameDecoder decoder;
+        decoder.feed(m_bytes.data(), m_bytes.size());
+        std::vector<Frame> result;
+        Frame frame;
+        while (decoder.next(frame)) result.push_back(frame);
+        return result;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::string m_bytes;
+    bool m_hungUp = false;
+};
+
+// A connection without a socket: the feeding thread plays the connection's reader.
+class InProcessSession : public DaemonSession {
+public:
+    InProcessSession(Daemon::Impl& daemon, std::uint64_t number) : m_daemon(daemon)
+    {
+        auto sink = std::make_unique<CollectingSink>();
+        m_sink = sink.get();
+        m_connection = std::make_shared<Connection>(std::move(sink), -1, number);
+    }
+
+    ~InProcessSession() override
+    {
+        static_cast<void>(waitUntilAnswered(10000));
+        {
+            std::lock_guard<std::mutex> lock(m_connection->queueMutex);
+            m_connection->closing = true;
+            m_connection->drained.notify_all();
+        }
+        m_connection->hangUp();
+        if (!m_connection->name.empty()) {
+            std::lock_guard<std::mutex> lock(m_daemon.m_clientsMutex);
+            const auto it = m_daemon.m_names.find(m_connection->name);
+            if (it != m_daemon.m_names.end()) it->second.channel->detach(m_connection.get());
+        }
+        m_connection->finished = true;
+    }
+    InProcessSession(const InProcessSession&) = delete;
+    InProcessSession& operator=(const InProcessSession&) = delete;
+
+    bool feed(const std::string& bytes) override
+    {
+        if (!m_open) return false;
+        m_decoder.feed(bytes.data(), bytes.size());
+        Frame frame;
+        while (m_open && m_decoder.next(frame)) {
+            m_handled.push_back(frame);
+            m_open = m_daemon.handleFrame(m_connection, frame);
+        }
+        if (m_open && m_decoder.failed()) {
+            m_connection->send(Frame{FrameKind::Error, 0, "protocol error: " + m_decoder.error()});
+            m_open = false;
+        }
+        return m_open;
+    }
+
+    bool waitUntilAnswered(int limitMs) override
+    {
+        const auto deadline = SteadyClock::now() + std::chrono::milliseconds(limitMs);
+        while (true) {
+            {
+                std::lock_guard<std::mutex> lock(m_connection->queueMutex);
+                if (m_connection->requests.empty() && !m_connection->scheduled &&
+                    m_connection->managementWaiting == 0)
+                    return true;
+            }
+            if (SteadyClock::now() >= deadline) return false;
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    }
+
+    std::vector<Frame> handled() const override { return m_handled; }
+    std::vector<Frame> sent() const override { return m_sink->frames(); }
+
+private:
+    Daemon::Impl& m_daemon;
+    ConnectionPtr m_connection;
+    CollectingSink* m_sink = nullptr;
+    FrameDecoder m_decoder;
+    std::vector<Frame> m_handled;
+    bool m_open = true;
+};
+
+std::unique_ptr<DaemonSession> Daemon::Impl::openSession()
+{
+    std::uint64_t number = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_clientsMutex);
+        number = ++m_connectionCount;
+    }
+    return std::make_unique<InProcessSession>(*this, number);
 }
 
 void Daemon::Impl::shutDown()

@@ -31,6 +31,17 @@ PluginLibrary::PluginLibrary(const std::string& path) : m_path(path)
     m_createEventProxy = reinterpret_cast<Proxy* (*)()>(symbol("createDigitAnalysisServiceEventProxy"));
 }
 
+PluginLibrary::PluginLibrary(const LinkedPlugin& linked)
+    : m_path("(linked in)"),
+      m_createService(linked.createService),
+      m_createInvoker(linked.createInvoker),
+      m_createEventProxy(linked.createEventProxy),
+      m_logFileLabel(linked.dialPlanLogFileLabel)
+{
+    if (m_createService == nullptr || m_createInvoker == nullptr || m_createEventProxy == nullptr)
+        throw PluginError("the linked-in plug-in lacks a factory");
+}
+
 PluginLibrary::~PluginLibrary()
 {
     if (m_handle != nullptr) dlclose(m_handle);
@@ -62,7 +73,9 @@ Proxy* PluginLibrary::createEventProxy() const { return m_createEventProxy(); }
 
 void PluginLibrary::setDialPlanLogFile(const std::string& fileName)
 {
-    auto** label = reinterpret_cast<const char**>(symbol("dialPlanLoggerTexts_FileNameMips"));
+    auto** label = m_handle == nullptr ? m_logFileLabel
+                                       : reinterpret_cast<const char**>(symbol("dialPlanLoggerTexts_FileNameMips"));
+    if (label == nullptr) throw PluginError("the plug-in " + m_path + " has no dial plan log file label");
     m_logFileName = fileName;
     *label = m_logFileName.c_str();
 }

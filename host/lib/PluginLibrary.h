@@ -14,10 +14,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The plug-in's exports when it is linked into the program instead of loaded (a fuzz target,
+// a build without a dynamic loader): the three factories and the log file name label.
+struct LinkedPlugin {
+    Executable* (*createService)() = nullptr;
+    Invoker* (*createInvoker)() = nullptr;
+    Proxy* (*createEventProxy)() = nullptr;
+    const char** dialPlanLogFileLabel = nullptr;
+};
+
 class PluginLibrary {
 public:
     // Loads the plug-in at `path`; throws PluginError naming the path and the loader's reason.
     explicit PluginLibrary(const std::string& path);
+    // The plug-in linked into the program; path() is "(linked in)".
+    explicit PluginLibrary(const LinkedPlugin& linked);
     ~PluginLibrary();
     PluginLibrary(const PluginLibrary&) = delete;
     PluginLibrary& operator=(const PluginLibrary&) = delete;
@@ -41,6 +52,7 @@ private:
     Executable* (*m_createService)() = nullptr;
     Invoker* (*m_createInvoker)() = nullptr;
     Proxy* (*m_createEventProxy)() = nullptr;
+    const char** m_logFileLabel = nullptr;
     std::string m_logFileName;
 
     void* symbol(const char* name) const;
