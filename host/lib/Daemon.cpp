@@ -1258,7 +1258,7 @@ public:
 
     ~InProcessSession() override
     {
-        static_cast<void>(waitUntilAnswered(10000));
+        static_cast<void>(drain(10000));
         {
             std::lock_guard<std::mutex> lock(m_connection->queueMutex);
             m_connection->closing = true;
@@ -1291,7 +1291,20 @@ public:
         return m_open;
     }
 
-    bool waitUntilAnswered(int limitMs) override
+    bool waitUntilAnswered(int limitMs) override { return drain(limitMs); }
+
+    std::vector<Frame> handled() const override { return m_handled; }
+    std::vector<Frame> sent() const override { return m_sink->frames(); }
+
+private:
+    Daemon::Impl& m_daemon;
+    ConnectionPtr m_connection;
+    CollectingSink* m_sink = nullptr;
+    FrameDecoder m_decoder;
+    std::vector<Frame> m_handled;
+    bool m_open = true;
+
+    bool drain(int limitMs)
     {
         const auto deadline = SteadyClock::now() + std::chrono::milliseconds(limitMs);
         while (true) {
@@ -1305,17 +1318,6 @@ public:
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     }
-
-    std::vector<Frame> handled() const override { return m_handled; }
-    std::vector<Frame> sent() const override { return m_sink->frames(); }
-
-private:
-    Daemon::Impl& m_daemon;
-    ConnectionPtr m_connection;
-    CollectingSink* m_sink = nullptr;
-    FrameDecoder m_decoder;
-    std::vector<Frame> m_handled;
-    bool m_open = true;
 };
 
 std::unique_ptr<DaemonSession> Daemon::Impl::openSession()

@@ -31,15 +31,14 @@ PluginLibrary::PluginLibrary(const std::string& path) : m_path(path)
     m_createEventProxy = reinterpret_cast<Proxy* (*)()>(symbol("createDigitAnalysisServiceEventProxy"));
 }
 
-PluginLibrary::PluginLibrary(const LinkedPlugin& linked)
-    : m_path("(linked in)"),
-      m_createService(linked.createService),
-      m_createInvoker(linked.createInvoker),
-      m_createEventProxy(linked.createEventProxy),
-      m_logFileLabel(linked.dialPlanLogFileLabel)
+PluginLibrary::PluginLibrary(const LinkedPlugin& linked) : m_path("(linked in)")
 {
-    if (m_createService == nullptr || m_createInvoker == nullptr || m_createEventProxy == nullptr)
+    if (linked.createService == nullptr || linked.createInvoker == nullptr || linked.createEventProxy == nullptr)
         throw PluginError("the linked-in plug-in lacks a factory");
+    m_createService = linked.createService;
+    m_createInvoker = linked.createInvoker;
+    m_createEventProxy = linked.createEventProxy;
+    m_logFileLabel = linked.dialPlanLogFileLabel;
 }
 
 PluginLibrary::~PluginLibrary()
