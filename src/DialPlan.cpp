@@ -118,35 +118,74 @@ bool characterAgrees(char wanted, char given) { return wanted == given || (wante
 // "x" and "X" match any one character, every other character only itself. This runs for
 // every entry after every digit, so long patterns are compared eight characters at a time:
 // a character disagrees when it differs from the dialled one and is not a wildcard.
-bool patternAgrees(const std::string& pattern, const std::string& dialled)
+// Whether the eight pattern characters at `wanted` accept the eight dialled ones at `given`.
+bool wordAgrees(const char* wanted, const char* given)
 {
     constexpr std::uint64_t kEveryByte = 0x0101010101010101ULL;
+    std::uint64_t wantedWord;
+    std::uint64_t givenWord;
+    std::memcpy(&wantedWord, wanted, 8);
+    std::memcpy(&givenWord, given, 8);
+    const std::uint64_t differing = nonZeroBytes(wantedWord ^ givenWord);
+    const std::uint64_t notWildcard = nonZeroBytes((wantedWord | kEveryByte * 0x20) ^ (kEveryByte * 'x'));
+    return (differing & notWildcard) == 0;
+}
+
+__attribute__((always_inline)) inline bool patternAgrees(const std::string& pattern, const std::string& dialled)
+{
     const std::size_t compared = std::min(pattern.size(), dialled.size());
     const char* wanted = pattern.data();
     const char* given = dialled.data();
     std::size_t i = 0;
     for (; i + 8 <= compared; i += 8) {
-        std::uint64_t wantedWord;
-        std::uint64_t givenWord;
-        std::memcpy(&wantedWord, wanted + i, 8);
-        std::memcpy(&givenWord, given + i, 8);
-        const std::uint64_t differing = nonZeroBytes(wantedWord ^ givenWord);
-        const std::uint64_t notWildcard = nonZeroBytes((wantedWord | kEveryByte * 0x20) ^ (kEveryByte * 'x'));
-        if ((differing & notWildcard) != 0) return false;
+        if (!wordAgrees(wanted + i, given + i)) return false;
     }
+    // The last characters of a long comparison as one more word, overlapping the one before.
+    if (i < compared && compared >= 8) return wordAgrees(wanted + compared - 8, given + compared - 8);
     for (; i < compared; ++i) {
         if (!characterAgrees(wanted[i], given[i])) return false;
     }
     return true;
 }
 
-// With trace logging off, an entry whose pattern disagrees with the digits is passed over
-// without matchEntry: its result would be "no match" and its lines would not be written.
-// Most entries of a plan disagree with most numbers, so this keeps the scan after each
-// digit to one comparison per entry.
-bool passesOverSilently(bool tracing, const t_dialPlanEntry& entry, const std::string& digits)
+// How an entry meets the dialled digits: matchEntry's result with its reason (two reasons
+// give "no match").
+enum class Meeting { kDisagrees, kCheckIgnored, kPossible, kPartial, kFull, kFullMinimal };
+
+// Whether the pattern agrees with the digits, for the quiet scans: most entries of a plan
+// disagree in the first character, and are passed over after that one test, inline.
+inline bool quietlyAgrees(const std::string& pattern, const std::string& dialled)
 {
-    return !tracing && !patternAgrees(entry.digitString, digits);
+    if (!dialled.empty() && !pattern.empty() && !characterAgrees(pattern[0], dialled[0])) return false;
+    return patternAgrees(pattern, dialled);
+}
+
+// How an entry whose pattern agrees with the digits meets them.
+inline Meeting agreeingMeetingOf(const t_dialPlanEntry& entry, const std::string& dialled)
+{
+    const std::size_t dialledCount = dialled.size();
+    const std::size_t patternLength = entry.digitString.size();
+    if (dialledCount > patternLength && entry.action == kActionCheck) return Meeting::kCheckIgnored;
+    if (dialledCount < patternLength) return Meeting::kPossible;
+    if (entry.minDigitLength > dialledCount) return Meeting::kPartial;
+    if (entry.maxDigitLength <= dialledCount) return Meeting::kFull;
+    return Meeting::kFullMinimal;
+}
+
+Meeting meetingOf(const t_dialPlanEntry& entry, const std::string& dialled)
+{
+    return patternAgrees(entry.digitString, dialled) ? agreeingMeetingOf(entry, dialled) : Meeting::kDisagrees;
+}
+
+unsigned int resultOf(Meeting meeting)
+{
+    switch (meeting) {
+    case Meeting::kPossible: return kMatchPossible;
+    case Meeting::kPartial: return kPartialMatch;
+    case Meeting::kFull: return kFullMatch;
+    case Meeting::kFullMinimal: return kFullMinimalMatch;
+    default: return kNoMatch;
+    }
 }
 
 void setTimerOutput(unsigned int* timer, const t_dialPlanEntry& entry)
@@ -648,30 +687,26 @@ unsigned int DialPlan::matchEntry(std::string* digits, unsigned int index)
     DAS_TRACE("\n**************************\nentryNumber:  %d\npattern:      %s\ndialedDigits: %s\n",
               static_cast<int>(index), pattern.c_str(), dialled.c_str());
 
-    const std::size_t dialledCount = dialled.size();
-    const std::size_t patternLength = pattern.size();
-    if (!patternAgrees(pattern, dialled)) {
-        DAS_TRACE("no match");
-        return kNoMatch;
+    const Meeting meeting = meetingOf(entry, dialled);
+    switch (meeting) {
+    case Meeting::kDisagrees: DAS_TRACE("no match"); break;
+    case Meeting::kCheckIgnored: DAS_TRACE("more dialed digits than pattern and action check - ignore entry"); break;
+    case Meeting::kPossible: DAS_TRACE("match possible"); break;
+    case Meeting::kPartial: DAS_TRACE("partial match"); break;
+    case Meeting::kFull: DAS_TRACE("full match"); break;
+    case Meeting::kFullMinimal: DAS_TRACE("full (minimal) match"); break;
     }
-    if (dialledCount > patternLength && entry.action == kActionCheck) {
-        DAS_TRACE("more dialed digits than pattern and action check - ignore entry");
-        return kNoMatch;
-    }
-    if (dialledCount < patternLength) {
-        DAS_TRACE("match possible");
-        return kMatchPossible;
-    }
-    if (entry.minDigitLength > dialledCount) {
-        DAS_TRACE("partial match");
-        return kPartialMatch;
-    }
-    if (entry.maxDigitLength <= dialledCount) {
-        DAS_TRACE("full match");
-        return kFullMatch;
-    }
-    DAS_TRACE("full (minimal) match");
-    return kFullMinimalMatch;
+    return resultOf(meeting);
+}
+
+// With trace logging off nothing of matchEntry or of "valid entry found" would be written,
+// so the scans ask once whether it is on and, when it is not, take each entry's result
+// straight from meetingOf: one comparison of the pattern per entry and digit, instead of
+// one to pass over an entry that disagrees and one more in each matchEntry call.
+unsigned int DialPlan::tracedEntryResult(std::string& digits, int index)
+{
+    DAS_TRACE("valid entry found at index %d", index);
+    return matchEntry(&digits, static_cast<unsigned int>(index));
 }
 
 int DialPlan::getAction(std::string* digits, unsigned int* timer)
@@ -702,9 +737,8 @@ int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_NONE;
         }
-        if (passesOverSilently(tracing, entry, digits)) continue;
-        DAS_TRACE("valid entry found at index %d", index);
-        switch (matchEntry(&digits, static_cast<unsigned int>(index))) {
+        if (!tracing && !quietlyAgrees(entry.digitString, digits)) continue;
+        switch (tracing ? tracedEntryResult(digits, index) : resultOf(agreeingMeetingOf(entry, digits))) {
         case kMatchPossible:
         case kPartialMatch:
             DAS_TRACE("action = DIAL_PLAN_ACTION_NONE");
@@ -732,11 +766,14 @@ int DialPlan::getOnHookAction(std::string& digits)
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_UNDEFINED;
         }
-        if (passesOverSilently(tracing, entry, digits)) continue;
-        DAS_TRACE("valid entry found at index %d", index);
-        const auto entryIndex = static_cast<unsigned int>(index);
-        if (matchEntry(&digits, entryIndex) == kFullMatch) return onHookFullMatchAction(entry, digits);
-        if (matchEntry(&digits, entryIndex) == kFullMinimalMatch) return onHookMinimalMatchAction(entry, digits);
+        // With trace logging on, the entry is matched a second time when it is not a full
+        // match, and both matches are written, as they always were.
+        if (!tracing && !quietlyAgrees(entry.digitString, digits)) continue;
+        const unsigned int result =
+            tracing ? tracedEntryResult(digits, index) : resultOf(agreeingMeetingOf(entry, digits));
+        if (result == kFullMatch) return onHookFullMatchAction(entry, digits);
+        const unsigned int second = tracing ? matchEntry(&digits, static_cast<unsigned int>(index)) : result;
+        if (second == kFullMinimalMatch) return onHookMinimalMatchAction(entry, digits);
     }
     return DIAL_PLAN_ACTION_UNDEFINED;
 }

@@ -85,6 +85,9 @@ private:
     void applyIdentity(const std::string& identity);
     void addEntryItems(ManageableData& data, int index);
     int getImmediateAction(std::string& digits, unsigned int* timer);
+    // matchEntry's result for the entry at `index`, after "valid entry found at index %d": the
+    // scans' way when trace logging is on.
+    unsigned int tracedEntryResult(std::string& digits, int index);
     int getOnHookAction(std::string& digits);
     void appendSpecialNumber(const t_dialPlanEntry& entry);
     void appendEntryLogText(const char* label, const std::string& value);

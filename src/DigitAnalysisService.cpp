@@ -11,6 +11,7 @@
 #include "HardwareVersion.h"
 #include "InterDigitTimeOutEvent.h"
 #include "MediaControlServiceIfc.h"
+#include "NumberText.h"
 #include "ServiceLog.h"
 #include "TeamServiceIfc.h"
 
@@ -19,6 +20,8 @@
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <initializer_list>
 #include <memory>
 
 DigitAnalysisService* DigitAnalysisService::theInstance = nullptr;
@@ -492,6 +495,17 @@ void DigitAnalysisService::beginTimer(TimerDetails* details)
     // Held throughout, not only around the reset: resetAutoDialTimer reaches here without
     // the lock, and the record must not be touched unguarded.
     CriticalSection lock(m_serviceLock);
+    startOrResetTimer(details);
+}
+
+void DigitAnalysisService::beginTimerHeld(TimerDetails* details)
+{
+    logTimerDetails("beginTimer", details);
+    startOrResetTimer(details);
+}
+
+void DigitAnalysisService::startOrResetTimer(TimerDetails* details)
+{
     // The Auto Dial record decides between reset and re-creation whichever record is begun.
     if (!m_autoDialTimer.updatePending) {
         if (details->timerID != Context::kNoTimer) m_context->resetTimer(details->timerID);
@@ -871,14 +885,14 @@ int DigitAnalysisService::dialString(std::string* digits, bool complete, DigitAn
         if (!m_blindTransferDialling) playDialTone();
         endTimer(&m_autoDialTimer);
         endTimer(&m_dialPlanTimer);
-        beginTimer(&m_initialDigitTimer);
+        beginTimerHeld(&m_initialDigitTimer);
     } else {
-        stopDialTone();
+        stopDialToneHeld();
         endTimer(&m_initialDigitTimer);
         endTimer(&m_extendedInitialDigitTimer);
     }
 
-    if (digitsMatchEmergencyNumber(*digits) == eMatchEmergencyNumber) {
+    if (digitsMatchEmergencyNumberHeld(*digits) == eMatchEmergencyNumber) {
         if (m_phoneLockActive) return eMatchEmergencyNumber;
         endTimer(&m_autoDialTimer);
         clearSession();
@@ -912,7 +926,7 @@ int DigitAnalysisService::dialStringUnlocked(std::string* digits, bool complete)
     case DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS:
         if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
         updateDialPlanTimer(timer);
-        beginTimer(&m_dialPlanTimer);
+        beginTimerHeld(&m_dialPlanTimer);
         keepDigits(digits);
         DAS_TRACE("return value = eMatchNone");
         return eMatchNone;
@@ -930,7 +944,7 @@ int DigitAnalysisService::dialStringUnlocked(std::string* digits, bool complete)
         return eMatchFull;
     }
     if (m_dialPlanTimer.timerRunning) endTimer(&m_dialPlanTimer);
-    beginTimer(&m_autoDialTimer);
+    beginTimerHeld(&m_autoDialTimer);
     keepDigits(digits);
     DAS_TRACE("return value = eMatchNone");
     return eMatchNone;
@@ -958,7 +972,7 @@ int DigitAnalysisService::dialStringLocked(std::string* digits, bool complete)
         case DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS:
             if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
             updateDialPlanTimer(timer);
-            beginTimer(&m_dialPlanTimer);
+            beginTimerHeld(&m_dialPlanTimer);
             keepDigits(digits);
             DAS_TRACE("return value = eMatchNone");
             m_lockBypassMatch = true;
@@ -1164,6 +1178,11 @@ void DigitAnalysisService::playDialTone()
 void DigitAnalysisService::stopDialTone()
 {
     CriticalSection serviceLock(m_serviceLock);
+    stopDialToneHeld();
+}
+
+void DigitAnalysisService::stopDialToneHeld()
+{
     CriticalSection toneLock(m_dialToneLock);
     if (m_dialTonePlaying) {
         DAS_TRACE("stopDialTone()");
@@ -1184,10 +1203,31 @@ void DigitAnalysisService::stopDialTone()
 
 namespace {
 
-// True when `prefix` is not empty and `text` begins with it.
-bool startsWith(const std::string& text, const std::string& prefix)
+// Whether `text` holds `piece` at `at` (`at` is at most its length).
+bool holdsAt(const std::string& text, std::size_t at, const std::string& piece)
 {
-    return !prefix.empty() && text.compare(0, prefix.size(), prefix) == 0;
+    return piece.size() <= text.size() - at && std::memcmp(text.data() + at, piece.data(), piece.size()) == 0;
+}
+
+// True when `prefix` is not empty and `text` begins with it.
+bool startsWith(const std::string& text, const std::string& prefix) { return !prefix.empty() && holdsAt(text, 0, prefix); }
+
+// startsWith of the pieces joined, without making the joined string: the conversions try
+// up to fourteen prefixes made of their settings for every number.
+bool startsWithJoined(const std::string& text, std::initializer_list<const std::string*> pieces)
+{
+    std::size_t at = 0;
+    for (const std::string* piece : pieces) {
+        if (!holdsAt(text, at, *piece)) return false;
+        at += piece->size();
+    }
+    return at > 0;
+}
+
+// Whether `text` is `first` followed by `second`.
+bool equalsJoined(const std::string& text, const std::string& first, const std::string& second)
+{
+    return text.size() == first.size() + second.size() && holdsAt(text, 0, first) && holdsAt(text, first.size(), second);
 }
 
 bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
@@ -1256,27 +1296,19 @@ bool DigitAnalysisService::replace(std::string& text, const std::string& toFind,
 void DigitAnalysisService::removePunctuation(std::string& text)
 {
     DAS_TRACE("removePunctuation");
-    static const std::string kPunctuation = " .,;!?";
-    std::string cleaned;
-    cleaned.reserve(text.size());
-    for (const char c : text) {
-        if (kPunctuation.find(c) != std::string::npos) continue;
-        cleaned += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    text = cleaned;
+    numbertext::removePunctuation(text);
+}
+
+void DigitAnalysisService::copyWithoutPunctuation(const std::string& from, std::string& to)
+{
+    DAS_TRACE("removePunctuation");
+    numbertext::copyWithoutPunctuation(from, to);
 }
 
 void DigitAnalysisService::removeUnwantedChars(std::string& text)
 {
     DAS_TRACE("removeUnwantedChars");
-    static const std::string kWanted = "0123456789*#";
-    std::string cleaned;
-    cleaned.reserve(text.size());
-    for (std::string::size_type i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (kWanted.find(c) != std::string::npos || (c == '+' && i == 0)) cleaned += c;
-    }
-    text = cleaned;
+    numbertext::keepDialable(text);
 }
 
 std::string DigitAnalysisService::getToken(const std::string& list, std::string::size_type& position)
@@ -1305,6 +1337,9 @@ bool DigitAnalysisService::prefixMatchesList(const std::string& number, const st
 {
     matched.clear();
     if (list.empty()) return false;
+    // Without trace logging nothing of the steps below is seen but the result: the list is
+    // read where it stands, without the copies of the tokens.
+    if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) return numbertext::firstListEntryBeginning(number, list, matched);
     std::vector<std::string> entries;
     tokenize(list, entries);
     bool found = false;
@@ -1377,6 +1412,11 @@ bool DigitAnalysisService::isEmergencyNumber(std::string& number, bool exactMatc
 int DigitAnalysisService::digitsMatchEmergencyNumber(const std::string& digits)
 {
     CriticalSection lock(m_serviceLock);
+    return digitsMatchEmergencyNumberHeld(digits);
+}
+
+int DigitAnalysisService::digitsMatchEmergencyNumberHeld(const std::string& digits)
+{
     if (matchesEmergencyNumberExactly(digits, m_emergencyE164, m_TextEmergencyNumber)) {
         DAS_TRACE("return value = eMatchEmergencyNumber");
         return eMatchEmergencyNumber;
@@ -1486,7 +1526,8 @@ public:
 
 private:
     DigitAnalysisService& m_service;
-    const std::string m_input;
+    // The caller's number: read only before it is given its result at the very end.
+    const std::string& m_input;
     const std::string& L;
     const std::string& I;
     const std::string& C;
@@ -1570,8 +1611,7 @@ bool DigitAnalysisService::CanonicalConversion::refused()
             m_input.c_str());
         return true;
     }
-    W = m_input;
-    m_service.removePunctuation(W);
+    m_service.copyWithoutPunctuation(m_input, W);
     if (W.empty()) {
         DAS_TRACE(
             "convertToCanonical() - no conversion possible as true digit length of input string is "
@@ -1614,7 +1654,9 @@ void DigitAnalysisService::CanonicalConversion::clean()
     m_service.convertAlphaToNumeric(W, m_alpha);
     logWorkingString();
     // The own country code followed by the national prefix in brackets: 49(0)89...
-    if (W.find(C + "(" + N + ")") != std::string::npos) m_service.remove(W, "(" + N + ")");
+    if (W.find('(') != std::string::npos && W.find(C + "(" + N + ")") != std::string::npos) {
+        m_service.remove(W, "(" + N + ")");
+    }
     removeBracketedZeroOfForeignNumber();
     m_service.removeUnwantedChars(W);
     logWorkingString();
@@ -1624,6 +1666,7 @@ void DigitAnalysisService::CanonicalConversion::clean()
 // given its leading "+" as the international prefix would give it.
 void DigitAnalysisService::CanonicalConversion::removeBracketedZeroOfForeignNumber()
 {
+    if (W.find("(0)") == std::string::npos) return;  // nothing to remove, whatever the number
     std::string preview = W;
     if (!L.empty() && !I.empty() && startsWith(preview, L + I)) {
         m_service.replace(preview, L + I, "+");
@@ -1665,27 +1708,27 @@ void DigitAnalysisService::CanonicalConversion::applyGeneralRules()
         m_service.replace(W, find, insert);
         m_changesMade += code;
     };
-    if (hasL && hasI && hasN && startsWith(W, L + I + C + N)) {
+    if (hasL && hasI && hasN && startsWithJoined(W, {&L, &I, &C, &N})) {
         apply(L + I + C + N, "+" + C, ",01");
-    } else if (hasL && hasI && startsWith(W, L + I + C)) {
+    } else if (hasL && hasI && startsWithJoined(W, {&L, &I, &C})) {
         apply(L + I + C, "+" + C, ",02");
-    } else if (hasI && hasN && startsWith(W, I + C + N)) {
+    } else if (hasI && hasN && startsWithJoined(W, {&I, &C, &N})) {
         apply(I + C + N, "+" + C, ",03");
-    } else if (hasI && startsWith(W, I + C) && m_service.m_ChkExpectDialNum && L + N == I) {
+    } else if (hasI && startsWithJoined(W, {&I, &C}) && m_service.m_ChkExpectDialNum && equalsJoined(I, L, N)) {
         apply(I, "+" + C, ",04exp");  // what follows the prefix is taken as a national number
-    } else if (hasI && startsWith(W, I + C)) {
+    } else if (hasI && startsWithJoined(W, {&I, &C})) {
         apply(I + C, "+" + C, ",04");
-    } else if (hasL && hasN && hasA && startsWith(W, L + N + A)) {
+    } else if (hasL && hasN && hasA && startsWithJoined(W, {&L, &N, &A})) {
         apply(L + N + A, "+" + C + A, ",05");
-    } else if (hasN && hasA && startsWith(W, N + A)) {
+    } else if (hasN && hasA && startsWithJoined(W, {&N, &A})) {
         apply(N + A, "+" + C + A, ",06");
-    } else if (hasL && hasN && m_alpha && startsWith(W, L + N)) {
+    } else if (hasL && hasN && m_alpha && startsWithJoined(W, {&L, &N})) {
         apply(L + N, "+" + C, ",07");
     } else if (hasN && m_alpha && startsWith(W, N)) {
         apply(N, "+" + C, ",08");
-    } else if (hasL && hasI && startsWith(W, L + I)) {
+    } else if (hasL && hasI && startsWithJoined(W, {&L, &I})) {
         apply(L + I, "+", ",09");
-    } else if (hasL && hasN && startsWith(W, L + N) && length > M + 1) {
+    } else if (hasL && hasN && startsWithJoined(W, {&L, &N}) && length > M + 1) {
         apply(L + N, "+" + C, ",10");
     } else if (hasI && startsWith(W, I) && length >= lengthOf(I) + 6) {
         apply(I, "+", ",11");
@@ -1703,10 +1746,10 @@ void DigitAnalysisService::CanonicalConversion::applyGeneralRules()
 void DigitAnalysisService::CanonicalConversion::applyUsRules()
 {
     m_restricted = true;
-    long long trueLength = lengthOf(W.substr(0, W.find_first_of("#*")));
+    long long trueLength = static_cast<long long>(std::min(W.find_first_of("#*"), W.size()));
     if (!I.empty()) {
         bool erased = false;
-        if (startsWith(W, L + I)) {
+        if (startsWithJoined(W, {&L, &I})) {
             W.erase(0, L.size() + I.size());
             trueLength -= lengthOf(L) + lengthOf(I);
             erased = true;
