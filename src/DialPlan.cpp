@@ -13,6 +13,7 @@
 
 #include "ClientUtils.h"
 #include "ClockServiceIfc.h"
+#include "CodeSize.h"
 #include "DataAccessServiceIfc.h"
 #include "DialPlanLoggerTexts.h"
 #include "Executable.h"
@@ -376,14 +377,14 @@ int onHookMinimalMatchAction(const t_dialPlanEntry& entry, std::string& digits)
 
 // ---- Life cycle, switches and peers --------------------------------------------------------
 
-DialPlan::DialPlan()
+DAS_COLD DialPlan::DialPlan()
 {
     DAS_TRACE("DialPlan()");
     m_logFileName = loggerText(dialPlanLoggerTexts_FileNameMips);
     deleteLogFile(m_logFileName);
 }
 
-DialPlan::~DialPlan() { DAS_TRACE("~DialPlan()"); }
+DAS_COLD DialPlan::~DialPlan() { DAS_TRACE("~DialPlan()"); }
 
 void DialPlan::setEnabled(bool enabled)
 {
@@ -403,7 +404,7 @@ void DialPlan::setOnhookDialling(bool onHook)
     DAS_TRACE("DialPlan::setOnhookDialling - %s", ClientUtils::btos(onHook).c_str());
 }
 
-void DialPlan::setContext(SvcRTEContext* context)
+DAS_COLD void DialPlan::setContext(SvcRTEContext* context)
 {
     DAS_TRACE("setContext");
     m_context = context;
@@ -419,7 +420,7 @@ void DialPlan::setContext(SvcRTEContext* context)
     readImmediateDiallingSwitch();
 }
 
-void DialPlan::readImmediateDiallingSwitch()
+DAS_COLD void DialPlan::readImmediateDiallingSwitch()
 {
     m_managementData.clearAll();
     m_managementData.setRootId(kHotKeypadDialling, m_localMgmt);
@@ -442,7 +443,7 @@ int DialPlan::entriesInUse() const { return std::clamp(m_numberOfEntries, 0, kMa
 
 // ---- Configuration -------------------------------------------------------------------------
 
-bool DialPlan::validateEntry(int index)
+DAS_COLD bool DialPlan::validateEntry(int index)
 {
     DAS_TRACE("DialPlan::validateEntry (%d)", index + 1);
     if (index < 0 || index >= kMaxEntries) return false;
@@ -464,13 +465,13 @@ bool DialPlan::validateEntry(int index)
     return false;
 }
 
-void DialPlan::appendEntryLogText(const char* label, const std::string& value)
+DAS_COLD void DialPlan::appendEntryLogText(const char* label, const std::string& value)
 {
     m_entriesLogText += loggerText(label);
     m_entriesLogText += value;
 }
 
-bool DialPlan::setDialPlanEntries(ManageableData* data)
+DAS_COLD bool DialPlan::setDialPlanEntries(ManageableData* data)
 {
     DAS_TRACE("setDialPlanEntries( ManageableData* manageableData )");
     if (data == nullptr) return false;
@@ -500,7 +501,7 @@ bool DialPlan::setDialPlanEntries(ManageableData* data)
 // Takes one configuration row into the entry of its number; items that are absent leave
 // the entry's field as it was. Special numbers are listed before validation completes the
 // lengths, so a lock-bypass number is padded to the maximum length as configured.
-void DialPlan::readConfigurationRow(const ManageableData& data, const std::string& prefix, int rowNumber,
+DAS_COLD void DialPlan::readConfigurationRow(const ManageableData& data, const std::string& prefix, int rowNumber,
                                     const std::string& digitString)
 {
     t_dialPlanEntry& entry = m_entries[rowNumber - 1];
@@ -547,7 +548,7 @@ void DialPlan::readConfigurationRow(const ManageableData& data, const std::strin
     }
 }
 
-void DialPlan::logEntryData(int rowNumber)
+DAS_COLD void DialPlan::logEntryData(int rowNumber)
 {
     const t_dialPlanEntry& entry = m_entries[rowNumber - 1];
     DAS_TRACE("\n****** data of entry %d: ****\ndigit string:         %s\naction:               %s\n"
@@ -560,7 +561,7 @@ void DialPlan::logEntryData(int rowNumber)
               ClientUtils::btos(entry.terminatorSent).c_str());
 }
 
-bool DialPlan::setData(ManageableData& data)
+DAS_COLD bool DialPlan::setData(ManageableData& data)
 {
     DAS_TRACE("setData");
     deleteLogFile(m_logFileName);
@@ -583,7 +584,7 @@ bool DialPlan::setData(ManageableData& data)
     return true;
 }
 
-void DialPlan::applyConfigurationItem(ManageableData& data, const std::string& name, const std::string& value)
+DAS_COLD void DialPlan::applyConfigurationItem(ManageableData& data, const std::string& name, const std::string& value)
 {
     if (name == kDialPlanEnabledItem) {
         const bool enabled = value == Utils::TRUE;
@@ -624,7 +625,7 @@ void DialPlan::applyConfigurationItem(ManageableData& data, const std::string& n
 }
 
 // A plan without an identity is no plan: its entries are dropped and it is switched off.
-void DialPlan::applyIdentity(const std::string& identity)
+DAS_COLD void DialPlan::applyIdentity(const std::string& identity)
 {
     m_identity = identity;
     if (!identity.empty()) {
@@ -637,7 +638,7 @@ void DialPlan::applyIdentity(const std::string& identity)
     setEnabled(false);
 }
 
-bool DialPlan::getData(ManageableData& data)
+DAS_COLD bool DialPlan::getData(ManageableData& data)
 {
     DAS_TRACE("getData");
     const auto addItem = [&](const std::string& rootId, const std::string& node, const std::string& value) {
@@ -656,7 +657,7 @@ bool DialPlan::getData(ManageableData& data)
     return true;
 }
 
-void DialPlan::addEntryItems(ManageableData& data, int index)
+DAS_COLD void DialPlan::addEntryItems(ManageableData& data, int index)
 {
     const t_dialPlanEntry& entry = m_entries[index];
     const std::string prefix = rowPrefix(index + 1);
@@ -792,7 +793,7 @@ bool DialPlan::isLockBypass(std::string& digits)
     return false;
 }
 
-void DialPlan::extractSpecialNumbers()
+DAS_COLD void DialPlan::extractSpecialNumbers()
 {
     DAS_TRACE("extractSpecialNumbers");
     const int count = entriesInUse();
@@ -801,7 +802,7 @@ void DialPlan::extractSpecialNumbers()
 
 // Emergency numbers are listed as they are; a lock-bypass number is padded with "x" to its
 // maximum length so that it reads as the pattern of a complete number.
-void DialPlan::appendSpecialNumber(const t_dialPlanEntry& entry)
+DAS_COLD void DialPlan::appendSpecialNumber(const t_dialPlanEntry& entry)
 {
     if (entry.specialNumberIndication == kEmergencyIndication) {
         if (!m_emergencyNumbers.empty()) m_emergencyNumbers += ",";
@@ -820,7 +821,7 @@ void DialPlan::appendSpecialNumber(const t_dialPlanEntry& entry)
 
 // ---- Storage -------------------------------------------------------------------------------
 
-bool DialPlan::readDialPlanOverviewFromDAS()
+DAS_COLD bool DialPlan::readDialPlanOverviewFromDAS()
 {
     DAS_TRACE("readDialPlanOverviewFromDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -836,7 +837,7 @@ bool DialPlan::readDialPlanOverviewFromDAS()
     return found;
 }
 
-bool DialPlan::writeDialPlanOverviewToDAS()
+DAS_COLD bool DialPlan::writeDialPlanOverviewToDAS()
 {
     DAS_TRACE("writeDialPlanOverviewToDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -851,7 +852,7 @@ bool DialPlan::writeDialPlanOverviewToDAS()
 
 // The entries read replace the plan's entries, so the special-number lists are rebuilt
 // from them rather than added to.
-bool DialPlan::readDialPlanEntriesFromDAS()
+DAS_COLD bool DialPlan::readDialPlanEntriesFromDAS()
 {
     DAS_TRACE("readDialPlanEntriesFromDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -867,7 +868,7 @@ bool DialPlan::readDialPlanEntriesFromDAS()
     return true;
 }
 
-bool DialPlan::writeDialPlanEntriesToDAS()
+DAS_COLD bool DialPlan::writeDialPlanEntriesToDAS()
 {
     DAS_TRACE("writeDialPlanEntriesToDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -880,7 +881,7 @@ bool DialPlan::writeDialPlanEntriesToDAS()
 
 // ---- Log file ------------------------------------------------------------------------------
 
-void DialPlan::logDialPlanHeader()
+DAS_COLD void DialPlan::logDialPlanHeader()
 {
     DAS_TRACE("logDialPlanHeader");
     m_headerLogText += loggerText(dialPlanLoggerTexts_header_first_line);
@@ -889,7 +890,7 @@ void DialPlan::logDialPlanHeader()
     m_headerLogText += loggerText(dialPlanLoggerTexts_header_last_line);
 }
 
-std::string DialPlan::creationDate()
+DAS_COLD std::string DialPlan::creationDate()
 {
     int hour = 0, minute = 0, second = 0, day = 0, month = 0, year = 0;
     m_clockService->getTime(hour, minute, second);
@@ -902,7 +903,7 @@ std::string DialPlan::creationDate()
     return std::string(buffer, std::min(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
 
-void DialPlan::logDialPlan()
+DAS_COLD void DialPlan::logDialPlan()
 {
     DAS_TRACE("logDialPlan");
     m_planLogText += loggerText(dialPlanLoggerTexts_enabled) + ClientUtils::btos(m_enabled);
@@ -917,7 +918,7 @@ void DialPlan::logDialPlan()
     m_planLogText.clear();
 }
 
-void DialPlan::logDialPlanEntries()
+DAS_COLD void DialPlan::logDialPlanEntries()
 {
     const int count = entriesInUse();
     for (int index = 0; index < count; ++index) {

@@ -4,6 +4,7 @@
 
 #include "CallPartyIdentifier.h"
 #include "ClientUtils.h"
+#include "CodeSize.h"
 #include "DataAccessServiceIfc.h"
 #include "DialPlan.h"
 #include "DigitAnalysisServicePlugin.h"
@@ -74,7 +75,7 @@ int secondsToMilliseconds(const std::string& text)
 
 }  // namespace
 
-DigitAnalysisService::DigitAnalysisService()
+DAS_COLD DigitAnalysisService::DigitAnalysisService()
 {
     DAS_TRACE("DigitAnalysisService()");
     theInstance = this;
@@ -87,7 +88,7 @@ DigitAnalysisService::DigitAnalysisService()
     m_hwSubPlatformVariant = HardwareVersion::getHWSubPlatformVariant();
 }
 
-DigitAnalysisService::~DigitAnalysisService()
+DAS_COLD DigitAnalysisService::~DigitAnalysisService()
 {
     DAS_TRACE("~DigitAnalysisService()");
     CriticalSection lock(m_serviceLock);
@@ -100,7 +101,7 @@ DigitAnalysisService::~DigitAnalysisService()
     if (theInstance == this) theInstance = nullptr;
 }
 
-void DigitAnalysisService::init(Context& context)
+DAS_COLD void DigitAnalysisService::init(Context& context)
 {
     DAS_TRACE("init");
     m_context = &context;
@@ -126,7 +127,7 @@ void DigitAnalysisService::init(Context& context)
     if (m_localMgmt != nullptr) m_localMgmt->registerAgent(kMgmtRootId, this, true);
 }
 
-void DigitAnalysisService::readSoftwareType()
+DAS_COLD void DigitAnalysisService::readSoftwareType()
 {
     if (m_localMgmt == nullptr) return;
     ManageableData data;
@@ -146,7 +147,7 @@ void DigitAnalysisService::readSoftwareType()
     }
 }
 
-void DigitAnalysisService::loadDialPlan()
+DAS_COLD void DigitAnalysisService::loadDialPlan()
 {
     auto* dialPlan = new DialPlan();
     dialPlan->setContext(m_context);
@@ -166,7 +167,7 @@ void DigitAnalysisService::run() {}
 
 void DigitAnalysisService::shutdown() {}
 
-bool DigitAnalysisService::findMCS()
+DAS_COLD bool DigitAnalysisService::findMCS()
 {
     DAS_TRACE("findMCS");
     Executable* found = m_context != nullptr ? m_context->findExecutable("MediaControlServiceIfc") : nullptr;
@@ -175,7 +176,7 @@ bool DigitAnalysisService::findMCS()
     return m_mediaControlService != nullptr;
 }
 
-bool DigitAnalysisService::findTeamService()
+DAS_COLD bool DigitAnalysisService::findTeamService()
 {
     DAS_TRACE("findTeamService");
     Executable* found = m_context != nullptr ? m_context->findExecutable("TeamServiceIfc") : nullptr;
@@ -188,7 +189,7 @@ bool DigitAnalysisService::findTeamService()
 // Configuration items and canonical dial settings
 // ---------------------------------------------------------------------------------------
 
-bool DigitAnalysisService::findKDRB()
+DAS_COLD bool DigitAnalysisService::findKDRB()
 {
     DAS_TRACE("findKDRB");
     LocalMgmtIfc* localMgmt =
@@ -210,7 +211,7 @@ bool DigitAnalysisService::findKDRB()
     return registered;
 }
 
-void DigitAnalysisService::loadData()
+DAS_COLD void DigitAnalysisService::loadData()
 {
     DAS_TRACE("loadData");
     {
@@ -231,7 +232,7 @@ void DigitAnalysisService::loadData()
     if (haveStore) extractServerType();
 }
 
-void DigitAnalysisService::extractData(bool reinitialise)
+DAS_COLD void DigitAnalysisService::extractData(bool reinitialise)
 {
     DAS_TRACE("+++ DigitAnalysisService::extractData");
     if (reinitialise) {
@@ -259,7 +260,7 @@ std::array<std::string*, 10> DigitAnalysisService::canonicalTextMembers()
             &m_TextExtensionInitialDigits};
 }
 
-void DigitAnalysisService::readCanonicalSettings()
+DAS_COLD void DigitAnalysisService::readCanonicalSettings()
 {
     static constexpr const char* kTextKeys[] = {"countryCode",     "nationalPrefix",      "areaCode",
                                                 "minLocalNumberLength", "localEnterpriseNode", "localCallPrefix",
@@ -303,7 +304,7 @@ void DigitAnalysisService::readCanonicalSettings()
     }
 }
 
-void DigitAnalysisService::readLocalCodeLookup()
+DAS_COLD void DigitAnalysisService::readLocalCodeLookup()
 {
     std::unique_ptr<DxlResultSet> localCodes;
     std::unique_ptr<DxlResultSet> internationalCodes;
@@ -335,7 +336,7 @@ void DigitAnalysisService::readLocalCodeLookup()
     m_canonicalDataValid = 1;
 }
 
-void DigitAnalysisService::extractEmergencyE164Data()
+DAS_COLD void DigitAnalysisService::extractEmergencyE164Data()
 {
     DAS_TRACE("extractEmergencyE164Data");
     std::string value;
@@ -344,7 +345,7 @@ void DigitAnalysisService::extractEmergencyE164Data()
     m_emergencyE164 = value;
 }
 
-void DigitAnalysisService::extractPhoneLockActiveData()
+DAS_COLD void DigitAnalysisService::extractPhoneLockActiveData()
 {
     DAS_TRACE("extractPhoneLockActiveData");
     std::string value;
@@ -353,7 +354,7 @@ void DigitAnalysisService::extractPhoneLockActiveData()
     m_phoneLockActive = value == "true";
 }
 
-void DigitAnalysisService::extractIntitialDigitTimerData()
+DAS_COLD void DigitAnalysisService::extractIntitialDigitTimerData()
 {
     DAS_TRACE("extractIntitialDigitTimerData");
     std::string value;
@@ -362,7 +363,7 @@ void DigitAnalysisService::extractIntitialDigitTimerData()
     m_initialDigitTimer.duration = secondsToMilliseconds(value);
 }
 
-void DigitAnalysisService::extractInterDigitTimerData()
+DAS_COLD void DigitAnalysisService::extractInterDigitTimerData()
 {
     DAS_TRACE("extractInterDigitTimerData");
     std::string value;
@@ -371,7 +372,7 @@ void DigitAnalysisService::extractInterDigitTimerData()
     m_autoDialTimer.duration = secondsToMilliseconds(value);
 }
 
-void DigitAnalysisService::extractHotWarmPhoneType()
+DAS_COLD void DigitAnalysisService::extractHotWarmPhoneType()
 {
     DAS_TRACE("extractHotWarmPhoneType");
     std::string value;
@@ -380,7 +381,7 @@ void DigitAnalysisService::extractHotWarmPhoneType()
     m_hotWarmPhoneType = static_cast<int>(leadingInteger(value));
 }
 
-void DigitAnalysisService::extractHotWarmPhoneDigits()
+DAS_COLD void DigitAnalysisService::extractHotWarmPhoneDigits()
 {
     DAS_TRACE("extractHotWarmPhoneDigits");
     std::string value;
@@ -389,7 +390,7 @@ void DigitAnalysisService::extractHotWarmPhoneDigits()
     m_hotWarmPhoneDigits = value;
 }
 
-void DigitAnalysisService::extractServerType()
+DAS_COLD void DigitAnalysisService::extractServerType()
 {
     DAS_TRACE("extractServerType");
     // The item is queried as "server-type" but its value is looked up under the FAC prefix
@@ -401,7 +402,7 @@ void DigitAnalysisService::extractServerType()
     m_ringCentralServer = value == "7";
 }
 
-bool DigitAnalysisService::querySingleItem(const char* itemKey, const char* nodeKey, std::string& value)
+DAS_COLD bool DigitAnalysisService::querySingleItem(const char* itemKey, const char* nodeKey, std::string& value)
 {
     return m_localMgmt != nullptr && queryItem(m_localMgmt, itemKey, nodeKey, value);
 }
@@ -422,7 +423,7 @@ bool DigitAnalysisService::isCanonicalDataValid()
 
 void DigitAnalysisService::resetUserData() { DAS_TRACE("resetUserData"); }
 
-std::map<std::string, std::string> DigitAnalysisService::canonicalSettings() const
+DAS_COLD std::map<std::string, std::string> DigitAnalysisService::canonicalSettings() const
 {
     return {{"countryCode", m_TextCountryCode},
             {"nationalPrefix", m_TextNationalPrefix},
@@ -1494,7 +1495,7 @@ bool DigitAnalysisService::isFACPrefix(const std::string& number)
     return false;
 }
 
-void DigitAnalysisService::extractFACPrefixNumbers()
+DAS_COLD void DigitAnalysisService::extractFACPrefixNumbers()
 {
     DAS_TRACE("extractFACPrefixNumbers");
     std::string prefixes;
@@ -1551,6 +1552,10 @@ private:
     void removeBracketedZeroOfForeignNumber() DAS_NO_THREAD_SAFETY_ANALYSIS;
     bool finishInternationalForm(std::string& number);
     void applyGeneralRules() DAS_NO_THREAD_SAFETY_ANALYSIS;
+    // What a general rule puts in place of the prefix it found: "+", "+" and the country
+    // code, or those and the area code.
+    enum Replacement { kPlusOnly, kCountry, kCountryAndArea };
+    void applyRule(std::size_t prefixLength, Replacement by, const char* code);
     void applyUsRules();
     void applyNorthAmericanPlan(long long trueLength);
     void usConversionFailed();
@@ -1704,42 +1709,50 @@ void DigitAnalysisService::CanonicalConversion::applyGeneralRules()
 {
     const bool hasL = !L.empty(), hasI = !I.empty(), hasN = !N.empty(), hasA = !A.empty();
     const long long length = lengthOf(W);
-    auto apply = [this](const std::string& find, const std::string& insert, const char* code) {
-        m_service.replace(W, find, insert);
-        m_changesMade += code;
-    };
+    const std::size_t l = L.size(), i = I.size(), c = C.size(), n = N.size(), a = A.size();
     if (hasL && hasI && hasN && startsWithJoined(W, {&L, &I, &C, &N})) {
-        apply(L + I + C + N, "+" + C, ",01");
+        applyRule(l + i + c + n, kCountry, ",01");
     } else if (hasL && hasI && startsWithJoined(W, {&L, &I, &C})) {
-        apply(L + I + C, "+" + C, ",02");
+        applyRule(l + i + c, kCountry, ",02");
     } else if (hasI && hasN && startsWithJoined(W, {&I, &C, &N})) {
-        apply(I + C + N, "+" + C, ",03");
+        applyRule(i + c + n, kCountry, ",03");
     } else if (hasI && startsWithJoined(W, {&I, &C}) && m_service.m_ChkExpectDialNum && equalsJoined(I, L, N)) {
-        apply(I, "+" + C, ",04exp");  // what follows the prefix is taken as a national number
+        applyRule(i, kCountry, ",04exp");  // what follows the prefix is taken as a national number
     } else if (hasI && startsWithJoined(W, {&I, &C})) {
-        apply(I + C, "+" + C, ",04");
+        applyRule(i + c, kCountry, ",04");
     } else if (hasL && hasN && hasA && startsWithJoined(W, {&L, &N, &A})) {
-        apply(L + N + A, "+" + C + A, ",05");
+        applyRule(l + n + a, kCountryAndArea, ",05");
     } else if (hasN && hasA && startsWithJoined(W, {&N, &A})) {
-        apply(N + A, "+" + C + A, ",06");
+        applyRule(n + a, kCountryAndArea, ",06");
     } else if (hasL && hasN && m_alpha && startsWithJoined(W, {&L, &N})) {
-        apply(L + N, "+" + C, ",07");
+        applyRule(l + n, kCountry, ",07");
     } else if (hasN && m_alpha && startsWith(W, N)) {
-        apply(N, "+" + C, ",08");
+        applyRule(n, kCountry, ",08");
     } else if (hasL && hasI && startsWithJoined(W, {&L, &I})) {
-        apply(L + I, "+", ",09");
+        applyRule(l + i, kPlusOnly, ",09");
     } else if (hasL && hasN && startsWithJoined(W, {&L, &N}) && length > M + 1) {
-        apply(L + N, "+" + C, ",10");
+        applyRule(l + n, kCountry, ",10");
     } else if (hasI && startsWith(W, I) && length >= lengthOf(I) + 6) {
-        apply(I, "+", ",11");
+        applyRule(i, kPlusOnly, ",11");
     } else if (hasL && startsWith(W, L) && length > M) {
-        apply(L, "+" + C + A, ",12");
+        applyRule(l, kCountryAndArea, ",12");
     } else if (hasN && startsWith(W, N) && length > M + 2) {
-        apply(N, "+" + C, ",13");
+        applyRule(n, kCountry, ",13");
     } else if (m_service.isCountryCodeNationalCodeLocalEnterpriseNode(W)) {
         W.insert(0, "+");
         m_changesMade += ",14";
     }
+}
+
+// Each rule replaces the prefix W was found to begin with; the first occurrence of the
+// prefix, which a replacement of it would find, is that one.
+void DigitAnalysisService::CanonicalConversion::applyRule(std::size_t prefixLength, Replacement by, const char* code)
+{
+    std::string replacement = "+";
+    if (by != kPlusOnly) replacement += C;
+    if (by == kCountryAndArea) replacement += A;
+    W.replace(0, prefixLength, replacement);
+    m_changesMade += code;
 }
 
 // The North-American rules. The true digit length counts what stands before a "#" or "*".
@@ -2102,7 +2115,7 @@ void DigitAnalysisService::completeRingCentralNumber(std::string& working)
 // Configuration change handling
 // ---------------------------------------------------------------------------------------
 
-void DigitAnalysisService::manageableDataChanged(ManageableData& data)
+DAS_COLD void DigitAnalysisService::manageableDataChanged(ManageableData& data)
 {
     DAS_TRACE("manageableDataChanged");
     std::vector<std::string> rootIds;
@@ -2131,7 +2144,7 @@ void DigitAnalysisService::manageableDataChanged(ManageableData& data)
     for (const std::string& rootId : rootIds) applyChangedItem(data, rootId);
 }
 
-void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification)
+DAS_COLD void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification)
 {
     {
         CriticalSection lock(m_serviceLock);
@@ -2148,7 +2161,7 @@ void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification
     extractData(true);
 }
 
-void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
+DAS_COLD void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
 {
     {
         CriticalSection lock(m_serviceLock);
@@ -2166,7 +2179,7 @@ void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
     extractData(false);
 }
 
-void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
+DAS_COLD void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
 {
     std::string value;
     notification.interogate(key, key, value);
@@ -2216,7 +2229,7 @@ void DigitAnalysisService::applyChangedItem(ManageableData& notification, const 
 
 // Unlike the start-up readers, an empty value is ignored and the timer is re-made only when
 // its duration really changes.
-void DigitAnalysisService::changeTimerDuration(TimerDetails* timer, const std::string& seconds)
+DAS_COLD void DigitAnalysisService::changeTimerDuration(TimerDetails* timer, const std::string& seconds)
 {
     if (seconds.empty()) return;
     const int duration = secondsToMilliseconds(seconds);
@@ -2253,7 +2266,7 @@ void DigitAnalysisService::reloadDialPlanFromStorage()
     m_dialPlan->readDialPlanEntriesFromDAS();
 }
 
-bool DigitAnalysisService::setData(ManageableData& data)
+DAS_COLD bool DigitAnalysisService::setData(ManageableData& data)
 {
     DAS_TRACE("setData");
     std::vector<std::string> rootIds;
@@ -2268,7 +2281,7 @@ bool DigitAnalysisService::setData(ManageableData& data)
     return m_dialPlan != nullptr && m_dialPlan->setData(data);
 }
 
-bool DigitAnalysisService::getData(ManageableData& data)
+DAS_COLD bool DigitAnalysisService::getData(ManageableData& data)
 {
     DAS_TRACE("getData");
     std::vector<std::string> rootIds;
