@@ -197,19 +197,23 @@ BENCHMARK_CAPTURE(BM_ConvertToDialableRingCentral, US, "US")->ArgName("trace")->
 
 void printRatio(const benchreports::Results& results)
 {
-    double service = 0;
-    double library = 0;
+    benchreports::Timing service;
+    benchreports::Timing library;
     for (const char* region : kRegions) {
         const auto ours = results.find(std::string("BM_ConvertToCanonical/") + region + "/trace:0");
         const auto theirs = results.find(std::string("BM_LibPhoneNumber_ParseFormatE164/") + region);
         if (ours == results.end() || theirs == results.end()) return;
         std::printf("canonical form, %s corpus: convertToCanonical %.0f ns, libphonenumber parse + E.164 %.0f ns: "
-                    "%.1fx\n",
-                    region, ours->second, theirs->second, theirs->second / ours->second);
-        service += ours->second;
-        library += theirs->second;
+                    "%.1fx (CPU time %.0f ns, %.0f ns: %.1fx)\n",
+                    region, ours->second.real, theirs->second.real, theirs->second.real / ours->second.real,
+                    ours->second.cpu, theirs->second.cpu, theirs->second.cpu / ours->second.cpu);
+        service.real += ours->second.real;
+        service.cpu += ours->second.cpu;
+        library.real += theirs->second.real;
+        library.cpu += theirs->second.cpu;
     }
-    std::printf("canonical form, whole corpus: libphonenumber / convertToCanonical = %.1fx\n", library / service);
+    std::printf("canonical form, whole corpus: libphonenumber / convertToCanonical = %.1fx (CPU time %.1fx)\n",
+                library.real / service.real, library.cpu / service.cpu);
 }
 
 struct Disagreement {
