@@ -132,11 +132,12 @@ bool wordAgrees(const char* wanted, const char* given)
     return (differing & notWildcard) == 0;
 }
 
-__attribute__((always_inline)) inline bool patternAgrees(const std::string& pattern, const std::string& dialled)
+// patternAgrees for `dialled` characters at `given`. Inline everywhere: it is the body of
+// the scans after each digit.
+__attribute__((always_inline)) inline bool agreesWith(const std::string& pattern, const char* given, std::size_t dialled)
 {
-    const std::size_t compared = std::min(pattern.size(), dialled.size());
+    const std::size_t compared = std::min(pattern.size(), dialled);
     const char* wanted = pattern.data();
-    const char* given = dialled.data();
     std::size_t i = 0;
     for (; i + 8 <= compared; i += 8) {
         if (!wordAgrees(wanted + i, given + i)) return false;
@@ -149,22 +150,18 @@ __attribute__((always_inline)) inline bool patternAgrees(const std::string& patt
     return true;
 }
 
+bool patternAgrees(const std::string& pattern, const std::string& dialled)
+{
+    return agreesWith(pattern, dialled.data(), dialled.size());
+}
+
 // How an entry meets the dialled digits: matchEntry's result with its reason (two reasons
 // give "no match").
 enum class Meeting { kDisagrees, kCheckIgnored, kPossible, kPartial, kFull, kFullMinimal };
 
-// Whether the pattern agrees with the digits, for the quiet scans: most entries of a plan
-// disagree in the first character, and are passed over after that one test, inline.
-inline bool quietlyAgrees(const std::string& pattern, const std::string& dialled)
-{
-    if (!dialled.empty() && !pattern.empty() && !characterAgrees(pattern[0], dialled[0])) return false;
-    return patternAgrees(pattern, dialled);
-}
-
 // How an entry whose pattern agrees with the digits meets them.
-inline Meeting agreeingMeetingOf(const t_dialPlanEntry& entry, const std::string& dialled)
+inline Meeting agreeingMeetingOf(const t_dialPlanEntry& entry, std::size_t dialledCount)
 {
-    const std::size_t dialledCount = dialled.size();
     const std::size_t patternLength = entry.digitString.size();
     if (dialledCount > patternLength && entry.action == kActionCheck) return Meeting::kCheckIgnored;
     if (dialledCount < patternLength) return Meeting::kPossible;
@@ -175,7 +172,7 @@ inline Meeting agreeingMeetingOf(const t_dialPlanEntry& entry, const std::string
 
 Meeting meetingOf(const t_dialPlanEntry& entry, const std::string& dialled)
 {
-    return patternAgrees(entry.digitString, dialled) ? agreeingMeetingOf(entry, dialled) : Meeting::kDisagrees;
+    return patternAgrees(entry.digitString, dialled) ? agreeingMeetingOf(entry, dialled.size()) : Meeting::kDisagrees;
 }
 
 unsigned int resultOf(Meeting meeting)
@@ -700,14 +697,35 @@ unsigned int DialPlan::matchEntry(std::string* digits, unsigned int index)
     return resultOf(meeting);
 }
 
-// With trace logging off nothing of matchEntry or of "valid entry found" would be written,
-// so the scans ask once whether it is on and, when it is not, take each entry's result
-// straight from meetingOf: one comparison of the pattern per entry and digit, instead of
-// one to pass over an entry that disagrees and one more in each matchEntry call.
 unsigned int DialPlan::tracedEntryResult(std::string& digits, int index)
 {
     DAS_TRACE("valid entry found at index %d", index);
     return matchEntry(&digits, static_cast<unsigned int>(index));
+}
+
+// With trace logging off nothing of matchEntry or of "valid entry found" would be written,
+// so the scans ask once whether it is on and, when it is not, search with this instead:
+// one comparison of the pattern per entry and digit (there were three on-hook), most
+// entries passed over after their first character, and nothing called in the loop, so the
+// digits stay in registers.
+int DialPlan::firstDecidingEntry(const std::string& digits, unsigned int decidingResults, unsigned int& result) const
+{
+    const char* const given = digits.data();
+    const std::size_t dialled = digits.size();
+    const int count = entriesInUse();
+    for (int index = 0; index < count; ++index) {
+        const t_dialPlanEntry& entry = m_entries[index];
+        const std::string& pattern = entry.digitString;
+        if (pattern.empty()) return kEndOfEntries;
+        if (dialled != 0 && !characterAgrees(pattern[0], given[0])) continue;
+        if (!agreesWith(pattern, given, dialled)) continue;
+        const unsigned int entryResult = resultOf(agreeingMeetingOf(entry, dialled));
+        if (((1u << entryResult) & decidingResults) != 0) {
+            result = entryResult;
+            return index;
+        }
+    }
+    return count;
 }
 
 int DialPlan::getAction(std::string* digits, unsigned int* timer)
@@ -731,28 +749,45 @@ int DialPlan::getAction(std::string* digits, unsigned int* timer)
 int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 {
     const int count = entriesInUse();
-    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
+    if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) {
+        constexpr unsigned int kDeciding =
+            1u << kMatchPossible | 1u << kPartialMatch | 1u << kFullMatch | 1u << kFullMinimalMatch;
+        unsigned int result = kNoMatch;
+        const int index = firstDecidingEntry(digits, kDeciding, result);
+        if (index == kEndOfEntries) {
+            DAS_TRACE("end of entry list reached");
+            return DIAL_PLAN_ACTION_NONE;
+        }
+        if (index == count) return DIAL_PLAN_ACTION_NONE;
+        return immediateDecision(m_entries[index], result, digits, timer);
+    }
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_NONE;
         }
-        if (!tracing && !quietlyAgrees(entry.digitString, digits)) continue;
-        switch (tracing ? tracedEntryResult(digits, index) : resultOf(agreeingMeetingOf(entry, digits))) {
-        case kMatchPossible:
-        case kPartialMatch:
-            DAS_TRACE("action = DIAL_PLAN_ACTION_NONE");
-            return DIAL_PLAN_ACTION_NONE;
-        case kFullMatch:
-            return fullMatchAction(entry, digits, timer);
-        case kFullMinimalMatch:
-            return minimalMatchAction(entry, digits, timer);
-        default:
-            break;
-        }
+        const unsigned int result = tracedEntryResult(digits, index);
+        if (result != kNoMatch) return immediateDecision(entry, result, digits, timer);
     }
     return DIAL_PLAN_ACTION_NONE;
+}
+
+// Off-hook: the code of the first entry that matches, or may still match.
+int DialPlan::immediateDecision(const t_dialPlanEntry& entry, unsigned int result, std::string& digits, unsigned int* timer)
+{
+    switch (result) {
+    case kMatchPossible:
+    case kPartialMatch:
+        DAS_TRACE("action = DIAL_PLAN_ACTION_NONE");
+        return DIAL_PLAN_ACTION_NONE;
+    case kFullMatch:
+        return fullMatchAction(entry, digits, timer);
+    case kFullMinimalMatch:
+        return minimalMatchAction(entry, digits, timer);
+    default:
+        return DIAL_PLAN_ACTION_NONE;
+    }
 }
 
 // On-hook without immediate dialling only sends: emergency and lock-bypass numbers as soon
@@ -760,21 +795,29 @@ int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 int DialPlan::getOnHookAction(std::string& digits)
 {
     const int count = entriesInUse();
-    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
+    if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) {
+        unsigned int result = kNoMatch;
+        const int index = firstDecidingEntry(digits, 1u << kFullMatch | 1u << kFullMinimalMatch, result);
+        if (index == kEndOfEntries) {
+            DAS_TRACE("end of entry list reached");
+            return DIAL_PLAN_ACTION_UNDEFINED;
+        }
+        if (index == count) return DIAL_PLAN_ACTION_UNDEFINED;
+        const t_dialPlanEntry& entry = m_entries[index];
+        return result == kFullMatch ? onHookFullMatchAction(entry, digits) : onHookMinimalMatchAction(entry, digits);
+    }
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_UNDEFINED;
         }
-        // With trace logging on, the entry is matched a second time when it is not a full
-        // match, and both matches are written, as they always were.
-        if (!tracing && !quietlyAgrees(entry.digitString, digits)) continue;
-        const unsigned int result =
-            tracing ? tracedEntryResult(digits, index) : resultOf(agreeingMeetingOf(entry, digits));
-        if (result == kFullMatch) return onHookFullMatchAction(entry, digits);
-        const unsigned int second = tracing ? matchEntry(&digits, static_cast<unsigned int>(index)) : result;
-        if (second == kFullMinimalMatch) return onHookMinimalMatchAction(entry, digits);
+        // An entry that is not a full match is matched a second time, and both matches are
+        // written, as they always were.
+        if (tracedEntryResult(digits, index) == kFullMatch) return onHookFullMatchAction(entry, digits);
+        if (matchEntry(&digits, static_cast<unsigned int>(index)) == kFullMinimalMatch) {
+            return onHookMinimalMatchAction(entry, digits);
+        }
     }
     return DIAL_PLAN_ACTION_UNDEFINED;
 }
