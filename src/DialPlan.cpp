@@ -115,11 +115,8 @@ std::uint64_t nonZeroBytes(std::uint64_t word)
 // characters that read 'x' with the lower-case bit (0x20) set.
 bool characterAgrees(char wanted, char given) { return wanted == given || (wanted | 0x20) == 'x'; }
 
-// Whether the pattern agrees with the dialled digits over the shorter of the two lengths:
-// "x" and "X" match any one character, every other character only itself. This runs for
-// every entry after every digit, so long patterns are compared eight characters at a time:
+// Whether the eight pattern characters at `wanted` accept the eight dialled ones at `given`:
 // a character disagrees when it differs from the dialled one and is not a wildcard.
-// Whether the eight pattern characters at `wanted` accept the eight dialled ones at `given`.
 bool wordAgrees(const char* wanted, const char* given)
 {
     constexpr std::uint64_t kEveryByte = 0x0101010101010101ULL;
@@ -132,8 +129,10 @@ bool wordAgrees(const char* wanted, const char* given)
     return (differing & notWildcard) == 0;
 }
 
-// patternAgrees for `dialled` characters at `given`. Inline everywhere: it is the body of
-// the scans after each digit.
+// Whether the pattern agrees with the `dialled` characters at `given` over the shorter of
+// the two lengths: "x" and "X" match any one character, every other character only
+// itself. This runs for every entry after every digit, so long patterns are compared
+// eight characters at a time, and it is made inline wherever it is used.
 __attribute__((always_inline)) inline bool agreesWith(const std::string& pattern, const char* given, std::size_t dialled)
 {
     const std::size_t compared = std::min(pattern.size(), dialled);
@@ -150,6 +149,7 @@ __attribute__((always_inline)) inline bool agreesWith(const std::string& pattern
     return true;
 }
 
+// Whether the pattern agrees with the dialled digits (agreesWith).
 bool patternAgrees(const std::string& pattern, const std::string& dialled)
 {
     return agreesWith(pattern, dialled.data(), dialled.size());
@@ -498,8 +498,8 @@ DAS_COLD bool DialPlan::setDialPlanEntries(ManageableData* data)
 // Takes one configuration row into the entry of its number; items that are absent leave
 // the entry's field as it was. Special numbers are listed before validation completes the
 // lengths, so a lock-bypass number is padded to the maximum length as configured.
-DAS_COLD void DialPlan::readConfigurationRow(const ManageableData& data, const std::string& prefix, int rowNumber,
-                                    const std::string& digitString)
+DAS_COLD void DialPlan::readConfigurationRow(const ManageableData& data, const std::string& prefix,
+                                             int rowNumber, const std::string& digitString)
 {
     t_dialPlanEntry& entry = m_entries[rowNumber - 1];
     entry.digitString = digitString;
