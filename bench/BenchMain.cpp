@@ -6,7 +6,7 @@
 #include "Reports.h"
 
 namespace {
-// The console reporter, also keeping each benchmark's real time per iteration.
+// The console reporter, also keeping each benchmark's real and CPU time per iteration.
 class RecordingReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override
@@ -16,12 +16,13 @@ public:
             if (run.error_occurred || run.iterations == 0) continue;
             // With repetitions, the median aggregate stands for the benchmark.
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-            const double nanoseconds = run.GetAdjustedRealTime() *
-                                       benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
-                                       benchmark::GetTimeUnitMultiplier(run.time_unit);
+            const double toNanoseconds = benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
+                                         benchmark::GetTimeUnitMultiplier(run.time_unit);
+            const benchreports::Timing timing{run.GetAdjustedRealTime() * toNanoseconds,
+                                              run.GetAdjustedCPUTime() * toNanoseconds};
             std::string name = run.run_name.function_name;
             if (!run.run_name.args.empty()) name += "/" + run.run_name.args;
-            if (results.count(name) == 0 || run.run_type == Run::RT_Aggregate) results[name] = nanoseconds;
+            if (results.count(name) == 0 || run.run_type == Run::RT_Aggregate) results[name] = timing;
         }
     }
     benchreports::Results results;

@@ -1,18 +1,24 @@
 // dasd round trips over its socket: starts the daemon (built-in Munich phone, a scratch
 // socket and store), measures the time from its start to its first answered request and its
 // resident memory when idle, then sends canonical conversion requests of the number corpus
-// from 1 and from 8 clients at once and reports latency percentiles and requests per
-// second. Every loop is bounded in count and time; the daemon is stopped at the end.
+// from 1, 8 and 32 clients at once and reports latency percentiles and requests per second.
+// The same load then goes to a bare echo server on a Unix socket with the same framing (one
+// thread per connection, each request answered with its own text as REPLY and a COMPLETE,
+// both in one write), and dasd's figures are given as a fraction of the echo server's: what
+// the socket, the framing and the client cost alone. Every loop is bounded in count and
+// time; the daemon and the echo server are stopped at the end.
 //
 //   dasd_roundtrip [--requests N] [--starts N] [--footprint-only] [--dasd PATH]
 // --requests: per client (5000); --starts: daemon starts timed for the start-up figures (5).
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -26,6 +32,8 @@
 
 #include "Corpus.h"
 #include "DasClient.h"
+#include "Framing.h"
+#include "UnixSocket.h"
 
 namespace {
 
@@ -86,6 +94,67 @@ public:
         int status = 0;
         return waitpid(m_pid, &status, WNOHANG) == 0;
     }
+
+private:
+    pid_t m_pid = -1;
+};
+
+// Answers one connection of the echo server until the client goes: HELLO with WELCOME,
+// each REQUEST with its own text as REPLY and then COMPLETE, in one write.
+void echoConnection(int fd)
+{
+    FrameDecoder decoder;
+    char buffer[4096];
+    Frame frame;
+    for (;;) {
+        while (decoder.next(frame)) {
+            std::string answer;
+            if (frame.kind == FrameKind::Hello) {
+                answer = encodeFrame(Frame{FrameKind::Welcome, 0, std::string()});
+            } else if (frame.kind == FrameKind::Request) {
+                answer = encodeFrame(Frame{FrameKind::Reply, frame.id, frame.text}) +
+                         encodeFrame(Frame{FrameKind::Complete, frame.id, std::string()});
+            }
+            if (!answer.empty() && !writeAll(fd, answer)) {
+                close(fd);
+                return;
+            }
+        }
+        const ssize_t count = recv(fd, buffer, sizeof buffer, 0);
+        if (count <= 0 || decoder.failed()) {
+            close(fd);
+            return;
+        }
+        decoder.feed(buffer, static_cast<std::size_t>(count));
+    }
+}
+
+// The echo server in a process of its own, as dasd is, stopped with SIGTERM when this
+// object goes.
+class EchoServer {
+public:
+    explicit EchoServer(const std::string& socket)
+    {
+        const int listening = listenUnixSocket(socket);
+        m_pid = fork();
+        if (m_pid < 0) throw std::runtime_error("fork failed");
+        if (m_pid == 0) {
+            for (;;) {
+                const int fd = accept(listening, nullptr, nullptr);
+                if (fd < 0) continue;
+                std::thread(echoConnection, fd).detach();
+            }
+        }
+        close(listening);
+    }
+    ~EchoServer()
+    {
+        kill(m_pid, SIGTERM);
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+    }
+    EchoServer(const EchoServer&) = delete;
+    EchoServer& operator=(const EchoServer&) = delete;
 
 private:
     pid_t m_pid = -1;
@@ -166,16 +235,36 @@ double percentile(std::vector<double>& sorted, double fraction)
     return sorted[std::min(index, sorted.size() - 1)];
 }
 
-void report(int clients, LoadResult result)
+struct Figures {
+    std::size_t requests = 0;
+    double perSecond = 0;
+    double p50 = 0;
+    double p90 = 0;
+    double p99 = 0;
+    double max = 0;
+    bool cutShort = false;
+};
+
+Figures figuresOf(LoadResult result)
 {
     auto& latencies = result.latenciesUs;
     std::sort(latencies.begin(), latencies.end());
-    std::printf("dasd, %d client%s: %zu requests in %.3f s = %.0f requests/s; latency us p50 %.1f p90 %.1f p99 %.1f "
-                "max %.1f%s\n",
-                clients, clients == 1 ? "" : "s", latencies.size(), result.seconds,
-                static_cast<double>(latencies.size()) / result.seconds, percentile(latencies, 0.50),
-                percentile(latencies, 0.90), percentile(latencies, 0.99), latencies.empty() ? 0.0 : latencies.back(),
-                result.cutShort ? " (cut short at the time limit)" : "");
+    Figures figures;
+    figures.requests = latencies.size();
+    figures.perSecond = static_cast<double>(latencies.size()) / result.seconds;
+    figures.p50 = percentile(latencies, 0.50);
+    figures.p90 = percentile(latencies, 0.90);
+    figures.p99 = percentile(latencies, 0.99);
+    figures.max = latencies.empty() ? 0.0 : latencies.back();
+    figures.cutShort = result.cutShort;
+    return figures;
+}
+
+void report(const char* server, int clients, const Figures& figures)
+{
+    std::printf("%s, %d client%s: %zu requests = %.0f requests/s; latency us p50 %.1f p90 %.1f p99 %.1f max %.1f%s\n",
+                server, clients, clients == 1 ? "" : "s", figures.requests, figures.perSecond, figures.p50,
+                figures.p90, figures.p99, figures.max, figures.cutShort ? " (cut short at the time limit)" : "");
 }
 
 struct Start {
@@ -251,8 +340,23 @@ int main(int argc, char** argv)
         std::vector<std::string> texts;
         for (const auto& number : benchcorpus::ofRegion("DE")) texts.push_back("canonicalconversionrequest:" + number.text);
         if (texts.empty()) texts.push_back(kProbe);
-        for (const int clients : {1, 8}) report(clients, load(socket, clients, requests, texts));
+        constexpr std::array<int, 3> kClients = {1, 8, 32};
+        std::array<Figures, 3> dasd;
+        for (std::size_t i = 0; i < kClients.size(); ++i) {
+            dasd[i] = figuresOf(load(socket, kClients[i], requests, texts));
+            report("dasd", kClients[i], dasd[i]);
+        }
         std::printf("dasd resident memory after the load: %ld kB\n", statusKilobytes(daemon.pid(), "VmRSS"));
+
+        const std::string echoSocket = scratch.path + "/echo.sock";
+        EchoServer echo(echoSocket);
+        for (std::size_t i = 0; i < kClients.size(); ++i) {
+            const Figures baseline = figuresOf(load(echoSocket, kClients[i], requests, texts));
+            report("echo", kClients[i], baseline);
+            std::printf("dasd / echo, %d client%s: requests/s %.0f %%, latency p50 %.1fx, p99 %.1fx\n", kClients[i],
+                        kClients[i] == 1 ? "" : "s", 100.0 * dasd[i].perSecond / baseline.perSecond,
+                        dasd[i].p50 / baseline.p50, dasd[i].p99 / baseline.p99);
+        }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "dasd_roundtrip: %s\n", error.what());
         return 1;

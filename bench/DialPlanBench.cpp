@@ -11,6 +11,7 @@
 #include "CapturingLogSink.h"
 #include "DialPlan.h"
 #include "DialPlans.h"
+#include "Expected.h"
 #include "ScratchLogFile.h"
 #include "TimedLoop.h"
 
@@ -39,15 +40,16 @@ int entriesExamined(DialPlan& plan, const std::string& digits)
     return capture.count("DialPlan::matchEntry");
 }
 
-// Times getAction on each of `diallings` in turn.
-void runGetAction(benchmark::State& state, DialPlan& plan, const std::vector<std::string>& diallings)
+// Times getAction on each of `diallings` in turn, checking its answer, timer and digits.
+void runGetAction(benchmark::State& state, DialPlan& plan, const std::vector<benchexpected::Action>& diallings)
 {
     std::string work;
     work.reserve(64);
     unsigned int timer = 0;
-    timedLoop(state, diallings, [&](const std::string& digits) {
-        work.assign(digits);  // getAction may take a terminator off the digits
-        benchmark::DoNotOptimize(plan.getAction(&work, &timer));
+    timedLoop(state, diallings, [&](const benchexpected::Action& dialling) {
+        work.assign(dialling.digits);  // getAction may take a terminator off the digits
+        const int action = plan.getAction(&work, &timer);
+        return action == dialling.action && timer == dialling.timer && work == dialling.digitsAfter;
     });
 }
 
@@ -61,7 +63,7 @@ void BM_GetAction_BestCase(benchmark::State& state)
         state.SkipWithError("the best-case plan does not decide 112 at its first entry");
         return;
     }
-    runGetAction(state, loaded.plan, {"112"});
+    runGetAction(state, loaded.plan, {{"112", DIAL_PLAN_ACTION_SEND_EMERGENCY, 0, "112"}});
 }
 BENCHMARK(BM_GetAction_BestCase)->ArgName("trace")->Arg(0)->Arg(1);
 
@@ -76,29 +78,20 @@ void BM_GetAction_WorstCase(benchmark::State& state)
         state.SkipWithError("the worst-case plan does not examine all 50 entries");
         return;
     }
-    runGetAction(state, loaded.plan, {digits});
+    runGetAction(state, loaded.plan, {{digits, DIAL_PLAN_ACTION_NONE, 0, digits}});
 }
 BENCHMARK(BM_GetAction_WorstCase)->ArgName("trace")->Arg(0)->Arg(1);
 
-// Every prefix of every office dialling, as the dialler passes them digit by digit.
-std::vector<std::string> officePrefixes()
-{
-    std::vector<std::string> prefixes;
-    for (const std::string& number : benchplans::officeDiallings()) {
-        for (std::size_t length = 1; length <= number.size(); ++length) prefixes.push_back(number.substr(0, length));
-    }
-    return prefixes;
-}
-
+// Every prefix of every office dialling, as the dialler passes them digit by digit, with
+// the answers of corpus/office-actions.tsv.
 void BM_GetAction_OfficePlanPerDigit(benchmark::State& state)
 {
     static LoadedPlan loaded(benchplans::officePlan());
-    static const std::vector<std::string> prefixes = officePrefixes();
-    if (!loaded.loaded) {
-        state.SkipWithError("the office plan did not load");
+    if (!loaded.loaded || benchexpected::officeActions().empty()) {
+        state.SkipWithError("the office plan did not load, or corpus/office-actions.tsv is missing");
         return;
     }
-    runGetAction(state, loaded.plan, prefixes);
+    runGetAction(state, loaded.plan, benchexpected::officeActions());
 }
 BENCHMARK(BM_GetAction_OfficePlanPerDigit)->ArgName("trace")->Arg(0)->Arg(1);
 

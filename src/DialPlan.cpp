@@ -13,6 +13,7 @@
 
 #include "ClientUtils.h"
 #include "ClockServiceIfc.h"
+#include "CodeSize.h"
 #include "DataAccessServiceIfc.h"
 #include "DialPlanLoggerTexts.h"
 #include "Executable.h"
@@ -114,39 +115,75 @@ std::uint64_t nonZeroBytes(std::uint64_t word)
 // characters that read 'x' with the lower-case bit (0x20) set.
 bool characterAgrees(char wanted, char given) { return wanted == given || (wanted | 0x20) == 'x'; }
 
-// Whether the pattern agrees with the dialled digits over the shorter of the two lengths:
-// "x" and "X" match any one character, every other character only itself. This runs for
-// every entry after every digit, so long patterns are compared eight characters at a time:
+// Whether the eight pattern characters at `wanted` accept the eight dialled ones at `given`:
 // a character disagrees when it differs from the dialled one and is not a wildcard.
-bool patternAgrees(const std::string& pattern, const std::string& dialled)
+bool wordAgrees(const char* wanted, const char* given)
 {
     constexpr std::uint64_t kEveryByte = 0x0101010101010101ULL;
-    const std::size_t compared = std::min(pattern.size(), dialled.size());
+    std::uint64_t wantedWord;
+    std::uint64_t givenWord;
+    std::memcpy(&wantedWord, wanted, 8);
+    std::memcpy(&givenWord, given, 8);
+    const std::uint64_t differing = nonZeroBytes(wantedWord ^ givenWord);
+    const std::uint64_t notWildcard = nonZeroBytes((wantedWord | kEveryByte * 0x20) ^ (kEveryByte * 'x'));
+    return (differing & notWildcard) == 0;
+}
+
+// Whether the pattern agrees with the `dialled` characters at `given` over the shorter of
+// the two lengths: "x" and "X" match any one character, every other character only
+// itself. This runs for every entry after every digit, so long patterns are compared
+// eight characters at a time, and it is made inline wherever it is used.
+__attribute__((always_inline)) inline bool agreesWith(const std::string& pattern, const char* given, std::size_t dialled)
+{
+    const std::size_t compared = std::min(pattern.size(), dialled);
     const char* wanted = pattern.data();
-    const char* given = dialled.data();
     std::size_t i = 0;
     for (; i + 8 <= compared; i += 8) {
-        std::uint64_t wantedWord;
-        std::uint64_t givenWord;
-        std::memcpy(&wantedWord, wanted + i, 8);
-        std::memcpy(&givenWord, given + i, 8);
-        const std::uint64_t differing = nonZeroBytes(wantedWord ^ givenWord);
-        const std::uint64_t notWildcard = nonZeroBytes((wantedWord | kEveryByte * 0x20) ^ (kEveryByte * 'x'));
-        if ((differing & notWildcard) != 0) return false;
+        if (!wordAgrees(wanted + i, given + i)) return false;
     }
+    // The last characters of a long comparison as one more word, overlapping the one before.
+    if (i < compared && compared >= 8) return wordAgrees(wanted + compared - 8, given + compared - 8);
     for (; i < compared; ++i) {
         if (!characterAgrees(wanted[i], given[i])) return false;
     }
     return true;
 }
 
-// With trace logging off, an entry whose pattern disagrees with the digits is passed over
-// without matchEntry: its result would be "no match" and its lines would not be written.
-// Most entries of a plan disagree with most numbers, so this keeps the scan after each
-// digit to one comparison per entry.
-bool passesOverSilently(bool tracing, const t_dialPlanEntry& entry, const std::string& digits)
+// Whether the pattern agrees with the dialled digits (agreesWith).
+bool patternAgrees(const std::string& pattern, const std::string& dialled)
 {
-    return !tracing && !patternAgrees(entry.digitString, digits);
+    return agreesWith(pattern, dialled.data(), dialled.size());
+}
+
+// How an entry meets the dialled digits: matchEntry's result with its reason (two reasons
+// give "no match").
+enum class Meeting { kDisagrees, kCheckIgnored, kPossible, kPartial, kFull, kFullMinimal };
+
+// How an entry whose pattern agrees with the digits meets them.
+inline Meeting agreeingMeetingOf(const t_dialPlanEntry& entry, std::size_t dialledCount)
+{
+    const std::size_t patternLength = entry.digitString.size();
+    if (dialledCount > patternLength && entry.action == kActionCheck) return Meeting::kCheckIgnored;
+    if (dialledCount < patternLength) return Meeting::kPossible;
+    if (entry.minDigitLength > dialledCount) return Meeting::kPartial;
+    if (entry.maxDigitLength <= dialledCount) return Meeting::kFull;
+    return Meeting::kFullMinimal;
+}
+
+Meeting meetingOf(const t_dialPlanEntry& entry, const std::string& dialled)
+{
+    return patternAgrees(entry.digitString, dialled) ? agreeingMeetingOf(entry, dialled.size()) : Meeting::kDisagrees;
+}
+
+unsigned int resultOf(Meeting meeting)
+{
+    switch (meeting) {
+    case Meeting::kPossible: return kMatchPossible;
+    case Meeting::kPartial: return kPartialMatch;
+    case Meeting::kFull: return kFullMatch;
+    case Meeting::kFullMinimal: return kFullMinimalMatch;
+    default: return kNoMatch;
+    }
 }
 
 void setTimerOutput(unsigned int* timer, const t_dialPlanEntry& entry)
@@ -360,14 +397,14 @@ int onHookMinimalMatchAction(const t_dialPlanEntry& entry, std::string& digits)
 
 // ---- Life cycle, switches and peers --------------------------------------------------------
 
-DialPlan::DialPlan()
+DAS_COLD DialPlan::DialPlan()
 {
     DAS_TRACE("DialPlan()");
     m_logFileName = loggerText(dialPlanLoggerTexts_FileNameMips);
     deleteLogFile(m_logFileName);
 }
 
-DialPlan::~DialPlan() { DAS_TRACE("~DialPlan()"); }
+DAS_COLD DialPlan::~DialPlan() { DAS_TRACE("~DialPlan()"); }
 
 void DialPlan::setEnabled(bool enabled)
 {
@@ -387,7 +424,7 @@ void DialPlan::setOnhookDialling(bool onHook)
     DAS_TRACE("DialPlan::setOnhookDialling - %s", ClientUtils::btos(onHook).c_str());
 }
 
-void DialPlan::setContext(SvcRTEContext* context)
+DAS_COLD void DialPlan::setContext(SvcRTEContext* context)
 {
     DAS_TRACE("setContext");
     m_context = context;
@@ -403,7 +440,7 @@ void DialPlan::setContext(SvcRTEContext* context)
     readImmediateDiallingSwitch();
 }
 
-void DialPlan::readImmediateDiallingSwitch()
+DAS_COLD void DialPlan::readImmediateDiallingSwitch()
 {
     m_managementData.clearAll();
     m_managementData.setRootId(kHotKeypadDialling, m_localMgmt);
@@ -426,7 +463,7 @@ int DialPlan::entriesInUse() const { return std::clamp(m_numberOfEntries, 0, kMa
 
 // ---- Configuration -------------------------------------------------------------------------
 
-bool DialPlan::validateEntry(int index)
+DAS_COLD bool DialPlan::validateEntry(int index)
 {
     DAS_TRACE("DialPlan::validateEntry (%d)", index + 1);
     if (index < 0 || index >= kMaxEntries) return false;
@@ -448,13 +485,13 @@ bool DialPlan::validateEntry(int index)
     return false;
 }
 
-void DialPlan::appendEntryLogText(const char* label, const std::string& value)
+DAS_COLD void DialPlan::appendEntryLogText(const char* label, const std::string& value)
 {
     m_entriesLogText += loggerText(label);
     m_entriesLogText += value;
 }
 
-bool DialPlan::setDialPlanEntries(ManageableData* data)
+DAS_COLD bool DialPlan::setDialPlanEntries(ManageableData* data)
 {
     DAS_TRACE("setDialPlanEntries( ManageableData* manageableData )");
     if (data == nullptr) return false;
@@ -484,8 +521,8 @@ bool DialPlan::setDialPlanEntries(ManageableData* data)
 // Takes one configuration row into the entry of its number; items that are absent leave
 // the entry's field as it was. Special numbers are listed before validation completes the
 // lengths, so a lock-bypass number is padded to the maximum length as configured.
-void DialPlan::readConfigurationRow(const ManageableData& data, const std::string& prefix, int rowNumber,
-                                    const std::string& digitString)
+DAS_COLD void DialPlan::readConfigurationRow(const ManageableData& data, const std::string& prefix,
+                                             int rowNumber, const std::string& digitString)
 {
     t_dialPlanEntry& entry = m_entries[rowNumber - 1];
     entry.digitString = digitString;
@@ -531,7 +568,7 @@ void DialPlan::readConfigurationRow(const ManageableData& data, const std::strin
     }
 }
 
-void DialPlan::logEntryData(int rowNumber)
+DAS_COLD void DialPlan::logEntryData(int rowNumber)
 {
     const t_dialPlanEntry& entry = m_entries[rowNumber - 1];
     DAS_TRACE("\n****** data of entry %d: ****\ndigit string:         %s\naction:               %s\n"
@@ -544,7 +581,7 @@ void DialPlan::logEntryData(int rowNumber)
               ClientUtils::btos(entry.terminatorSent).c_str());
 }
 
-bool DialPlan::setData(ManageableData& data)
+DAS_COLD bool DialPlan::setData(ManageableData& data)
 {
     DAS_TRACE("setData");
     deleteLogFile(m_logFileName);
@@ -567,7 +604,7 @@ bool DialPlan::setData(ManageableData& data)
     return true;
 }
 
-void DialPlan::applyConfigurationItem(ManageableData& data, const std::string& name, const std::string& value)
+DAS_COLD void DialPlan::applyConfigurationItem(ManageableData& data, const std::string& name, const std::string& value)
 {
     if (name == kDialPlanEnabledItem) {
         const bool enabled = value == Utils::TRUE;
@@ -608,7 +645,7 @@ void DialPlan::applyConfigurationItem(ManageableData& data, const std::string& n
 }
 
 // A plan without an identity is no plan: its entries are dropped and it is switched off.
-void DialPlan::applyIdentity(const std::string& identity)
+DAS_COLD void DialPlan::applyIdentity(const std::string& identity)
 {
     m_identity = identity;
     if (!identity.empty()) {
@@ -621,7 +658,7 @@ void DialPlan::applyIdentity(const std::string& identity)
     setEnabled(false);
 }
 
-bool DialPlan::getData(ManageableData& data)
+DAS_COLD bool DialPlan::getData(ManageableData& data)
 {
     DAS_TRACE("getData");
     const auto addItem = [&](const std::string& rootId, const std::string& node, const std::string& value) {
@@ -640,7 +677,7 @@ bool DialPlan::getData(ManageableData& data)
     return true;
 }
 
-void DialPlan::addEntryItems(ManageableData& data, int index)
+DAS_COLD void DialPlan::addEntryItems(ManageableData& data, int index)
 {
     const t_dialPlanEntry& entry = m_entries[index];
     const std::string prefix = rowPrefix(index + 1);
@@ -671,30 +708,47 @@ unsigned int DialPlan::matchEntry(std::string* digits, unsigned int index)
     DAS_TRACE("\n**************************\nentryNumber:  %d\npattern:      %s\ndialedDigits: %s\n",
               static_cast<int>(index), pattern.c_str(), dialled.c_str());
 
-    const std::size_t dialledCount = dialled.size();
-    const std::size_t patternLength = pattern.size();
-    if (!patternAgrees(pattern, dialled)) {
-        DAS_TRACE("no match");
-        return kNoMatch;
+    const Meeting meeting = meetingOf(entry, dialled);
+    switch (meeting) {
+    case Meeting::kDisagrees: DAS_TRACE("no match"); break;
+    case Meeting::kCheckIgnored: DAS_TRACE("more dialed digits than pattern and action check - ignore entry"); break;
+    case Meeting::kPossible: DAS_TRACE("match possible"); break;
+    case Meeting::kPartial: DAS_TRACE("partial match"); break;
+    case Meeting::kFull: DAS_TRACE("full match"); break;
+    case Meeting::kFullMinimal: DAS_TRACE("full (minimal) match"); break;
     }
-    if (dialledCount > patternLength && entry.action == kActionCheck) {
-        DAS_TRACE("more dialed digits than pattern and action check - ignore entry");
-        return kNoMatch;
+    return resultOf(meeting);
+}
+
+unsigned int DialPlan::tracedEntryResult(std::string& digits, int index)
+{
+    DAS_TRACE("valid entry found at index %d", index);
+    return matchEntry(&digits, static_cast<unsigned int>(index));
+}
+
+// With trace logging off nothing of matchEntry or of "valid entry found" would be written,
+// so the scans ask once whether it is on and, when it is not, search with this instead:
+// one comparison of the pattern per entry and digit (there were three on-hook), most
+// entries passed over after their first character, and nothing called in the loop, so the
+// digits stay in registers.
+int DialPlan::firstDecidingEntry(const std::string& digits, unsigned int decidingResults, unsigned int& result) const
+{
+    const char* const given = digits.data();
+    const std::size_t dialled = digits.size();
+    const int count = entriesInUse();
+    for (int index = 0; index < count; ++index) {
+        const t_dialPlanEntry& entry = m_entries[index];
+        const std::string& pattern = entry.digitString;
+        if (pattern.empty()) return kEndOfEntries;
+        if (dialled != 0 && !characterAgrees(pattern[0], given[0])) continue;
+        if (!agreesWith(pattern, given, dialled)) continue;
+        const unsigned int entryResult = resultOf(agreeingMeetingOf(entry, dialled));
+        if (((1u << entryResult) & decidingResults) != 0) {
+            result = entryResult;
+            return index;
+        }
     }
-    if (dialledCount < patternLength) {
-        DAS_TRACE("match possible");
-        return kMatchPossible;
-    }
-    if (entry.minDigitLength > dialledCount) {
-        DAS_TRACE("partial match");
-        return kPartialMatch;
-    }
-    if (entry.maxDigitLength <= dialledCount) {
-        DAS_TRACE("full match");
-        return kFullMatch;
-    }
-    DAS_TRACE("full (minimal) match");
-    return kFullMinimalMatch;
+    return count;
 }
 
 int DialPlan::getAction(std::string* digits, unsigned int* timer)
@@ -718,29 +772,45 @@ int DialPlan::getAction(std::string* digits, unsigned int* timer)
 int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 {
     const int count = entriesInUse();
-    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
+    if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) {
+        constexpr unsigned int kDeciding =
+            1u << kMatchPossible | 1u << kPartialMatch | 1u << kFullMatch | 1u << kFullMinimalMatch;
+        unsigned int result = kNoMatch;
+        const int index = firstDecidingEntry(digits, kDeciding, result);
+        if (index == kEndOfEntries) {
+            DAS_TRACE("end of entry list reached");
+            return DIAL_PLAN_ACTION_NONE;
+        }
+        if (index == count) return DIAL_PLAN_ACTION_NONE;
+        return immediateDecision(m_entries[index], result, digits, timer);
+    }
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_NONE;
         }
-        if (passesOverSilently(tracing, entry, digits)) continue;
-        DAS_TRACE("valid entry found at index %d", index);
-        switch (matchEntry(&digits, static_cast<unsigned int>(index))) {
-        case kMatchPossible:
-        case kPartialMatch:
-            DAS_TRACE("action = DIAL_PLAN_ACTION_NONE");
-            return DIAL_PLAN_ACTION_NONE;
-        case kFullMatch:
-            return fullMatchAction(entry, digits, timer);
-        case kFullMinimalMatch:
-            return minimalMatchAction(entry, digits, timer);
-        default:
-            break;
-        }
+        const unsigned int result = tracedEntryResult(digits, index);
+        if (result != kNoMatch) return immediateDecision(entry, result, digits, timer);
     }
     return DIAL_PLAN_ACTION_NONE;
+}
+
+// Off-hook: the code of the first entry that matches, or may still match.
+int DialPlan::immediateDecision(const t_dialPlanEntry& entry, unsigned int result, std::string& digits, unsigned int* timer)
+{
+    switch (result) {
+    case kMatchPossible:
+    case kPartialMatch:
+        DAS_TRACE("action = DIAL_PLAN_ACTION_NONE");
+        return DIAL_PLAN_ACTION_NONE;
+    case kFullMatch:
+        return fullMatchAction(entry, digits, timer);
+    case kFullMinimalMatch:
+        return minimalMatchAction(entry, digits, timer);
+    default:
+        return DIAL_PLAN_ACTION_NONE;
+    }
 }
 
 // On-hook without immediate dialling only sends: emergency and lock-bypass numbers as soon
@@ -748,18 +818,29 @@ int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
 int DialPlan::getOnHookAction(std::string& digits)
 {
     const int count = entriesInUse();
-    const bool tracing = loggingOnAppVex(kDasLogComponent, kLogTrace);
+    if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) {
+        unsigned int result = kNoMatch;
+        const int index = firstDecidingEntry(digits, 1u << kFullMatch | 1u << kFullMinimalMatch, result);
+        if (index == kEndOfEntries) {
+            DAS_TRACE("end of entry list reached");
+            return DIAL_PLAN_ACTION_UNDEFINED;
+        }
+        if (index == count) return DIAL_PLAN_ACTION_UNDEFINED;
+        const t_dialPlanEntry& entry = m_entries[index];
+        return result == kFullMatch ? onHookFullMatchAction(entry, digits) : onHookMinimalMatchAction(entry, digits);
+    }
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         if (entry.digitString.empty()) {
             DAS_TRACE("end of entry list reached");
             return DIAL_PLAN_ACTION_UNDEFINED;
         }
-        if (passesOverSilently(tracing, entry, digits)) continue;
-        DAS_TRACE("valid entry found at index %d", index);
-        const auto entryIndex = static_cast<unsigned int>(index);
-        if (matchEntry(&digits, entryIndex) == kFullMatch) return onHookFullMatchAction(entry, digits);
-        if (matchEntry(&digits, entryIndex) == kFullMinimalMatch) return onHookMinimalMatchAction(entry, digits);
+        // An entry that is not a full match is matched a second time, and both matches are
+        // written, as they always were.
+        if (tracedEntryResult(digits, index) == kFullMatch) return onHookFullMatchAction(entry, digits);
+        if (matchEntry(&digits, static_cast<unsigned int>(index)) == kFullMinimalMatch) {
+            return onHookMinimalMatchAction(entry, digits);
+        }
     }
     return DIAL_PLAN_ACTION_UNDEFINED;
 }
@@ -778,7 +859,7 @@ bool DialPlan::isLockBypass(std::string& digits)
     return false;
 }
 
-void DialPlan::extractSpecialNumbers()
+DAS_COLD void DialPlan::extractSpecialNumbers()
 {
     DAS_TRACE("extractSpecialNumbers");
     const int count = entriesInUse();
@@ -787,7 +868,7 @@ void DialPlan::extractSpecialNumbers()
 
 // Emergency numbers are listed as they are; a lock-bypass number is padded with "x" to its
 // maximum length so that it reads as the pattern of a complete number.
-void DialPlan::appendSpecialNumber(const t_dialPlanEntry& entry)
+DAS_COLD void DialPlan::appendSpecialNumber(const t_dialPlanEntry& entry)
 {
     if (entry.specialNumberIndication == kEmergencyIndication) {
         if (!m_emergencyNumbers.empty()) m_emergencyNumbers += ",";
@@ -806,7 +887,7 @@ void DialPlan::appendSpecialNumber(const t_dialPlanEntry& entry)
 
 // ---- Storage -------------------------------------------------------------------------------
 
-bool DialPlan::readDialPlanOverviewFromDAS()
+DAS_COLD bool DialPlan::readDialPlanOverviewFromDAS()
 {
     DAS_TRACE("readDialPlanOverviewFromDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -822,7 +903,7 @@ bool DialPlan::readDialPlanOverviewFromDAS()
     return found;
 }
 
-bool DialPlan::writeDialPlanOverviewToDAS()
+DAS_COLD bool DialPlan::writeDialPlanOverviewToDAS()
 {
     DAS_TRACE("writeDialPlanOverviewToDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -837,7 +918,7 @@ bool DialPlan::writeDialPlanOverviewToDAS()
 
 // The entries read replace the plan's entries, so the special-number lists are rebuilt
 // from them rather than added to.
-bool DialPlan::readDialPlanEntriesFromDAS()
+DAS_COLD bool DialPlan::readDialPlanEntriesFromDAS()
 {
     DAS_TRACE("readDialPlanEntriesFromDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -853,7 +934,7 @@ bool DialPlan::readDialPlanEntriesFromDAS()
     return true;
 }
 
-bool DialPlan::writeDialPlanEntriesToDAS()
+DAS_COLD bool DialPlan::writeDialPlanEntriesToDAS()
 {
     DAS_TRACE("writeDialPlanEntriesToDAS");
     if (m_dataAccessService == nullptr) return false;
@@ -866,7 +947,7 @@ bool DialPlan::writeDialPlanEntriesToDAS()
 
 // ---- Log file ------------------------------------------------------------------------------
 
-void DialPlan::logDialPlanHeader()
+DAS_COLD void DialPlan::logDialPlanHeader()
 {
     DAS_TRACE("logDialPlanHeader");
     m_headerLogText += loggerText(dialPlanLoggerTexts_header_first_line);
@@ -875,7 +956,7 @@ void DialPlan::logDialPlanHeader()
     m_headerLogText += loggerText(dialPlanLoggerTexts_header_last_line);
 }
 
-std::string DialPlan::creationDate()
+DAS_COLD std::string DialPlan::creationDate()
 {
     int hour = 0, minute = 0, second = 0, day = 0, month = 0, year = 0;
     m_clockService->getTime(hour, minute, second);
@@ -888,7 +969,7 @@ std::string DialPlan::creationDate()
     return std::string(buffer, std::min(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
 
-void DialPlan::logDialPlan()
+DAS_COLD void DialPlan::logDialPlan()
 {
     DAS_TRACE("logDialPlan");
     m_planLogText += loggerText(dialPlanLoggerTexts_enabled) + ClientUtils::btos(m_enabled);
@@ -903,7 +984,7 @@ void DialPlan::logDialPlan()
     m_planLogText.clear();
 }
 
-void DialPlan::logDialPlanEntries()
+DAS_COLD void DialPlan::logDialPlanEntries()
 {
     const int count = entriesInUse();
     for (int index = 0; index < count; ++index) {

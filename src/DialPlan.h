@@ -85,6 +85,18 @@ private:
     void applyIdentity(const std::string& identity);
     void addEntryItems(ManageableData& data, int index);
     int getImmediateAction(std::string& digits, unsigned int* timer);
+    // matchEntry's result for the entry at `index`, after "valid entry found at index %d": the
+    // scans' way when trace logging is on.
+    unsigned int tracedEntryResult(std::string& digits, int index);
+    // The scans' way with trace logging off, writing nothing: the index of the first entry
+    // whose match result is one of `decidingResults` (a bit per result), with the result;
+    // kEndOfEntries when an entry with an empty digit string comes first; the number of
+    // entries in use when no entry decides.
+    static constexpr int kEndOfEntries = -1;
+    int firstDecidingEntry(const std::string& digits, unsigned int decidingResults, unsigned int& result) const;
+    // getAction's code off-hook (or with immediate dialling) for the entry that decided.
+    static int immediateDecision(const t_dialPlanEntry& entry, unsigned int result, std::string& digits,
+                                 unsigned int* timer);
     int getOnHookAction(std::string& digits);
     void appendSpecialNumber(const t_dialPlanEntry& entry);
     void appendEntryLogText(const char* label, const std::string& value);

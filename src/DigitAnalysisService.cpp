@@ -4,6 +4,7 @@
 
 #include "CallPartyIdentifier.h"
 #include "ClientUtils.h"
+#include "CodeSize.h"
 #include "DataAccessServiceIfc.h"
 #include "DialPlan.h"
 #include "DigitAnalysisServicePlugin.h"
@@ -11,6 +12,7 @@
 #include "HardwareVersion.h"
 #include "InterDigitTimeOutEvent.h"
 #include "MediaControlServiceIfc.h"
+#include "NumberText.h"
 #include "ServiceLog.h"
 #include "TeamServiceIfc.h"
 
@@ -19,6 +21,8 @@
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <initializer_list>
 #include <memory>
 
 DigitAnalysisService* DigitAnalysisService::theInstance = nullptr;
@@ -71,7 +75,7 @@ int secondsToMilliseconds(const std::string& text)
 
 }  // namespace
 
-DigitAnalysisService::DigitAnalysisService()
+DAS_COLD DigitAnalysisService::DigitAnalysisService()
 {
     DAS_TRACE("DigitAnalysisService()");
     theInstance = this;
@@ -84,7 +88,7 @@ DigitAnalysisService::DigitAnalysisService()
     m_hwSubPlatformVariant = HardwareVersion::getHWSubPlatformVariant();
 }
 
-DigitAnalysisService::~DigitAnalysisService()
+DAS_COLD DigitAnalysisService::~DigitAnalysisService()
 {
     DAS_TRACE("~DigitAnalysisService()");
     CriticalSection lock(m_serviceLock);
@@ -97,7 +101,7 @@ DigitAnalysisService::~DigitAnalysisService()
     if (theInstance == this) theInstance = nullptr;
 }
 
-void DigitAnalysisService::init(Context& context)
+DAS_COLD void DigitAnalysisService::init(Context& context)
 {
     DAS_TRACE("init");
     m_context = &context;
@@ -123,7 +127,7 @@ void DigitAnalysisService::init(Context& context)
     if (m_localMgmt != nullptr) m_localMgmt->registerAgent(kMgmtRootId, this, true);
 }
 
-void DigitAnalysisService::readSoftwareType()
+DAS_COLD void DigitAnalysisService::readSoftwareType()
 {
     if (m_localMgmt == nullptr) return;
     ManageableData data;
@@ -143,7 +147,7 @@ void DigitAnalysisService::readSoftwareType()
     }
 }
 
-void DigitAnalysisService::loadDialPlan()
+DAS_COLD void DigitAnalysisService::loadDialPlan()
 {
     auto* dialPlan = new DialPlan();
     dialPlan->setContext(m_context);
@@ -163,7 +167,7 @@ void DigitAnalysisService::run() {}
 
 void DigitAnalysisService::shutdown() {}
 
-bool DigitAnalysisService::findMCS()
+DAS_COLD bool DigitAnalysisService::findMCS()
 {
     DAS_TRACE("findMCS");
     Executable* found = m_context != nullptr ? m_context->findExecutable("MediaControlServiceIfc") : nullptr;
@@ -172,7 +176,7 @@ bool DigitAnalysisService::findMCS()
     return m_mediaControlService != nullptr;
 }
 
-bool DigitAnalysisService::findTeamService()
+DAS_COLD bool DigitAnalysisService::findTeamService()
 {
     DAS_TRACE("findTeamService");
     Executable* found = m_context != nullptr ? m_context->findExecutable("TeamServiceIfc") : nullptr;
@@ -185,7 +189,7 @@ bool DigitAnalysisService::findTeamService()
 // Configuration items and canonical dial settings
 // ---------------------------------------------------------------------------------------
 
-bool DigitAnalysisService::findKDRB()
+DAS_COLD bool DigitAnalysisService::findKDRB()
 {
     DAS_TRACE("findKDRB");
     LocalMgmtIfc* localMgmt =
@@ -207,7 +211,7 @@ bool DigitAnalysisService::findKDRB()
     return registered;
 }
 
-void DigitAnalysisService::loadData()
+DAS_COLD void DigitAnalysisService::loadData()
 {
     DAS_TRACE("loadData");
     {
@@ -228,7 +232,7 @@ void DigitAnalysisService::loadData()
     if (haveStore) extractServerType();
 }
 
-void DigitAnalysisService::extractData(bool reinitialise)
+DAS_COLD void DigitAnalysisService::extractData(bool reinitialise)
 {
     DAS_TRACE("+++ DigitAnalysisService::extractData");
     if (reinitialise) {
@@ -256,7 +260,7 @@ std::array<std::string*, 10> DigitAnalysisService::canonicalTextMembers()
             &m_TextExtensionInitialDigits};
 }
 
-void DigitAnalysisService::readCanonicalSettings()
+DAS_COLD void DigitAnalysisService::readCanonicalSettings()
 {
     static constexpr const char* kTextKeys[] = {"countryCode",     "nationalPrefix",      "areaCode",
                                                 "minLocalNumberLength", "localEnterpriseNode", "localCallPrefix",
@@ -300,7 +304,7 @@ void DigitAnalysisService::readCanonicalSettings()
     }
 }
 
-void DigitAnalysisService::readLocalCodeLookup()
+DAS_COLD void DigitAnalysisService::readLocalCodeLookup()
 {
     std::unique_ptr<DxlResultSet> localCodes;
     std::unique_ptr<DxlResultSet> internationalCodes;
@@ -332,7 +336,7 @@ void DigitAnalysisService::readLocalCodeLookup()
     m_canonicalDataValid = 1;
 }
 
-void DigitAnalysisService::extractEmergencyE164Data()
+DAS_COLD void DigitAnalysisService::extractEmergencyE164Data()
 {
     DAS_TRACE("extractEmergencyE164Data");
     std::string value;
@@ -341,7 +345,7 @@ void DigitAnalysisService::extractEmergencyE164Data()
     m_emergencyE164 = value;
 }
 
-void DigitAnalysisService::extractPhoneLockActiveData()
+DAS_COLD void DigitAnalysisService::extractPhoneLockActiveData()
 {
     DAS_TRACE("extractPhoneLockActiveData");
     std::string value;
@@ -350,7 +354,7 @@ void DigitAnalysisService::extractPhoneLockActiveData()
     m_phoneLockActive = value == "true";
 }
 
-void DigitAnalysisService::extractIntitialDigitTimerData()
+DAS_COLD void DigitAnalysisService::extractIntitialDigitTimerData()
 {
     DAS_TRACE("extractIntitialDigitTimerData");
     std::string value;
@@ -359,7 +363,7 @@ void DigitAnalysisService::extractIntitialDigitTimerData()
     m_initialDigitTimer.duration = secondsToMilliseconds(value);
 }
 
-void DigitAnalysisService::extractInterDigitTimerData()
+DAS_COLD void DigitAnalysisService::extractInterDigitTimerData()
 {
     DAS_TRACE("extractInterDigitTimerData");
     std::string value;
@@ -368,7 +372,7 @@ void DigitAnalysisService::extractInterDigitTimerData()
     m_autoDialTimer.duration = secondsToMilliseconds(value);
 }
 
-void DigitAnalysisService::extractHotWarmPhoneType()
+DAS_COLD void DigitAnalysisService::extractHotWarmPhoneType()
 {
     DAS_TRACE("extractHotWarmPhoneType");
     std::string value;
@@ -377,7 +381,7 @@ void DigitAnalysisService::extractHotWarmPhoneType()
     m_hotWarmPhoneType = static_cast<int>(leadingInteger(value));
 }
 
-void DigitAnalysisService::extractHotWarmPhoneDigits()
+DAS_COLD void DigitAnalysisService::extractHotWarmPhoneDigits()
 {
     DAS_TRACE("extractHotWarmPhoneDigits");
     std::string value;
@@ -386,7 +390,7 @@ void DigitAnalysisService::extractHotWarmPhoneDigits()
     m_hotWarmPhoneDigits = value;
 }
 
-void DigitAnalysisService::extractServerType()
+DAS_COLD void DigitAnalysisService::extractServerType()
 {
     DAS_TRACE("extractServerType");
     // The item is queried as "server-type" but its value is looked up under the FAC prefix
@@ -398,7 +402,7 @@ void DigitAnalysisService::extractServerType()
     m_ringCentralServer = value == "7";
 }
 
-bool DigitAnalysisService::querySingleItem(const char* itemKey, const char* nodeKey, std::string& value)
+DAS_COLD bool DigitAnalysisService::querySingleItem(const char* itemKey, const char* nodeKey, std::string& value)
 {
     return m_localMgmt != nullptr && queryItem(m_localMgmt, itemKey, nodeKey, value);
 }
@@ -419,7 +423,7 @@ bool DigitAnalysisService::isCanonicalDataValid()
 
 void DigitAnalysisService::resetUserData() { DAS_TRACE("resetUserData"); }
 
-std::map<std::string, std::string> DigitAnalysisService::canonicalSettings() const
+DAS_COLD std::map<std::string, std::string> DigitAnalysisService::canonicalSettings() const
 {
     return {{"countryCode", m_TextCountryCode},
             {"nationalPrefix", m_TextNationalPrefix},
@@ -492,6 +496,17 @@ void DigitAnalysisService::beginTimer(TimerDetails* details)
     // Held throughout, not only around the reset: resetAutoDialTimer reaches here without
     // the lock, and the record must not be touched unguarded.
     CriticalSection lock(m_serviceLock);
+    startOrResetTimer(details);
+}
+
+void DigitAnalysisService::beginTimerHeld(TimerDetails* details)
+{
+    logTimerDetails("beginTimer", details);
+    startOrResetTimer(details);
+}
+
+void DigitAnalysisService::startOrResetTimer(TimerDetails* details)
+{
     // The Auto Dial record decides between reset and re-creation whichever record is begun.
     if (!m_autoDialTimer.updatePending) {
         if (details->timerID != Context::kNoTimer) m_context->resetTimer(details->timerID);
@@ -871,14 +886,14 @@ int DigitAnalysisService::dialString(std::string* digits, bool complete, DigitAn
         if (!m_blindTransferDialling) playDialTone();
         endTimer(&m_autoDialTimer);
         endTimer(&m_dialPlanTimer);
-        beginTimer(&m_initialDigitTimer);
+        beginTimerHeld(&m_initialDigitTimer);
     } else {
-        stopDialTone();
+        stopDialToneHeld();
         endTimer(&m_initialDigitTimer);
         endTimer(&m_extendedInitialDigitTimer);
     }
 
-    if (digitsMatchEmergencyNumber(*digits) == eMatchEmergencyNumber) {
+    if (digitsMatchEmergencyNumberHeld(*digits) == eMatchEmergencyNumber) {
         if (m_phoneLockActive) return eMatchEmergencyNumber;
         endTimer(&m_autoDialTimer);
         clearSession();
@@ -912,7 +927,7 @@ int DigitAnalysisService::dialStringUnlocked(std::string* digits, bool complete)
     case DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS:
         if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
         updateDialPlanTimer(timer);
-        beginTimer(&m_dialPlanTimer);
+        beginTimerHeld(&m_dialPlanTimer);
         keepDigits(digits);
         DAS_TRACE("return value = eMatchNone");
         return eMatchNone;
@@ -930,7 +945,7 @@ int DigitAnalysisService::dialStringUnlocked(std::string* digits, bool complete)
         return eMatchFull;
     }
     if (m_dialPlanTimer.timerRunning) endTimer(&m_dialPlanTimer);
-    beginTimer(&m_autoDialTimer);
+    beginTimerHeld(&m_autoDialTimer);
     keepDigits(digits);
     DAS_TRACE("return value = eMatchNone");
     return eMatchNone;
@@ -958,7 +973,7 @@ int DigitAnalysisService::dialStringLocked(std::string* digits, bool complete)
         case DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS:
             if (m_autoDialTimer.timerRunning) endTimer(&m_autoDialTimer);
             updateDialPlanTimer(timer);
-            beginTimer(&m_dialPlanTimer);
+            beginTimerHeld(&m_dialPlanTimer);
             keepDigits(digits);
             DAS_TRACE("return value = eMatchNone");
             m_lockBypassMatch = true;
@@ -1164,6 +1179,11 @@ void DigitAnalysisService::playDialTone()
 void DigitAnalysisService::stopDialTone()
 {
     CriticalSection serviceLock(m_serviceLock);
+    stopDialToneHeld();
+}
+
+void DigitAnalysisService::stopDialToneHeld()
+{
     CriticalSection toneLock(m_dialToneLock);
     if (m_dialTonePlaying) {
         DAS_TRACE("stopDialTone()");
@@ -1184,10 +1204,31 @@ void DigitAnalysisService::stopDialTone()
 
 namespace {
 
-// True when `prefix` is not empty and `text` begins with it.
-bool startsWith(const std::string& text, const std::string& prefix)
+// Whether `text` holds `piece` at `at` (`at` is at most its length).
+bool holdsAt(const std::string& text, std::size_t at, const std::string& piece)
 {
-    return !prefix.empty() && text.compare(0, prefix.size(), prefix) == 0;
+    return piece.size() <= text.size() - at && std::memcmp(text.data() + at, piece.data(), piece.size()) == 0;
+}
+
+// True when `prefix` is not empty and `text` begins with it.
+bool startsWith(const std::string& text, const std::string& prefix) { return !prefix.empty() && holdsAt(text, 0, prefix); }
+
+// startsWith of the pieces joined, without making the joined string: the conversions try
+// up to fourteen prefixes made of their settings for every number.
+bool startsWithJoined(const std::string& text, std::initializer_list<const std::string*> pieces)
+{
+    std::size_t at = 0;
+    for (const std::string* piece : pieces) {
+        if (!holdsAt(text, at, *piece)) return false;
+        at += piece->size();
+    }
+    return at > 0;
+}
+
+// Whether `text` is `first` followed by `second`.
+bool equalsJoined(const std::string& text, const std::string& first, const std::string& second)
+{
+    return text.size() == first.size() + second.size() && holdsAt(text, 0, first) && holdsAt(text, first.size(), second);
 }
 
 bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
@@ -1256,27 +1297,19 @@ bool DigitAnalysisService::replace(std::string& text, const std::string& toFind,
 void DigitAnalysisService::removePunctuation(std::string& text)
 {
     DAS_TRACE("removePunctuation");
-    static const std::string kPunctuation = " .,;!?";
-    std::string cleaned;
-    cleaned.reserve(text.size());
-    for (const char c : text) {
-        if (kPunctuation.find(c) != std::string::npos) continue;
-        cleaned += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    text = cleaned;
+    numbertext::removePunctuation(text);
+}
+
+void DigitAnalysisService::copyWithoutPunctuation(const std::string& from, std::string& to)
+{
+    DAS_TRACE("removePunctuation");
+    numbertext::copyWithoutPunctuation(from, to);
 }
 
 void DigitAnalysisService::removeUnwantedChars(std::string& text)
 {
     DAS_TRACE("removeUnwantedChars");
-    static const std::string kWanted = "0123456789*#";
-    std::string cleaned;
-    cleaned.reserve(text.size());
-    for (std::string::size_type i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (kWanted.find(c) != std::string::npos || (c == '+' && i == 0)) cleaned += c;
-    }
-    text = cleaned;
+    numbertext::keepDialable(text);
 }
 
 std::string DigitAnalysisService::getToken(const std::string& list, std::string::size_type& position)
@@ -1305,6 +1338,9 @@ bool DigitAnalysisService::prefixMatchesList(const std::string& number, const st
 {
     matched.clear();
     if (list.empty()) return false;
+    // Without trace logging nothing of the steps below is seen but the result: the list is
+    // read where it stands, without the copies of the tokens.
+    if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) return numbertext::firstListEntryBeginning(number, list, matched);
     std::vector<std::string> entries;
     tokenize(list, entries);
     bool found = false;
@@ -1377,6 +1413,11 @@ bool DigitAnalysisService::isEmergencyNumber(std::string& number, bool exactMatc
 int DigitAnalysisService::digitsMatchEmergencyNumber(const std::string& digits)
 {
     CriticalSection lock(m_serviceLock);
+    return digitsMatchEmergencyNumberHeld(digits);
+}
+
+int DigitAnalysisService::digitsMatchEmergencyNumberHeld(const std::string& digits)
+{
     if (matchesEmergencyNumberExactly(digits, m_emergencyE164, m_TextEmergencyNumber)) {
         DAS_TRACE("return value = eMatchEmergencyNumber");
         return eMatchEmergencyNumber;
@@ -1454,7 +1495,7 @@ bool DigitAnalysisService::isFACPrefix(const std::string& number)
     return false;
 }
 
-void DigitAnalysisService::extractFACPrefixNumbers()
+DAS_COLD void DigitAnalysisService::extractFACPrefixNumbers()
 {
     DAS_TRACE("extractFACPrefixNumbers");
     std::string prefixes;
@@ -1486,7 +1527,8 @@ public:
 
 private:
     DigitAnalysisService& m_service;
-    const std::string m_input;
+    // The caller's number: read only before it is given its result at the very end.
+    const std::string& m_input;
     const std::string& L;
     const std::string& I;
     const std::string& C;
@@ -1510,6 +1552,10 @@ private:
     void removeBracketedZeroOfForeignNumber() DAS_NO_THREAD_SAFETY_ANALYSIS;
     bool finishInternationalForm(std::string& number);
     void applyGeneralRules() DAS_NO_THREAD_SAFETY_ANALYSIS;
+    // What a general rule puts in place of the prefix it found: "+", "+" and the country
+    // code, or those and the area code.
+    enum Replacement { kPlusOnly, kCountry, kCountryAndArea };
+    void applyRule(std::size_t prefixLength, Replacement by, const char* code);
     void applyUsRules();
     void applyNorthAmericanPlan(long long trueLength);
     void usConversionFailed();
@@ -1570,8 +1616,7 @@ bool DigitAnalysisService::CanonicalConversion::refused()
             m_input.c_str());
         return true;
     }
-    W = m_input;
-    m_service.removePunctuation(W);
+    m_service.copyWithoutPunctuation(m_input, W);
     if (W.empty()) {
         DAS_TRACE(
             "convertToCanonical() - no conversion possible as true digit length of input string is "
@@ -1614,7 +1659,9 @@ void DigitAnalysisService::CanonicalConversion::clean()
     m_service.convertAlphaToNumeric(W, m_alpha);
     logWorkingString();
     // The own country code followed by the national prefix in brackets: 49(0)89...
-    if (W.find(C + "(" + N + ")") != std::string::npos) m_service.remove(W, "(" + N + ")");
+    if (W.find('(') != std::string::npos && W.find(C + "(" + N + ")") != std::string::npos) {
+        m_service.remove(W, "(" + N + ")");
+    }
     removeBracketedZeroOfForeignNumber();
     m_service.removeUnwantedChars(W);
     logWorkingString();
@@ -1624,6 +1671,7 @@ void DigitAnalysisService::CanonicalConversion::clean()
 // given its leading "+" as the international prefix would give it.
 void DigitAnalysisService::CanonicalConversion::removeBracketedZeroOfForeignNumber()
 {
+    if (W.find("(0)") == std::string::npos) return;  // nothing to remove, whatever the number
     std::string preview = W;
     if (!L.empty() && !I.empty() && startsWith(preview, L + I)) {
         m_service.replace(preview, L + I, "+");
@@ -1661,52 +1709,60 @@ void DigitAnalysisService::CanonicalConversion::applyGeneralRules()
 {
     const bool hasL = !L.empty(), hasI = !I.empty(), hasN = !N.empty(), hasA = !A.empty();
     const long long length = lengthOf(W);
-    auto apply = [this](const std::string& find, const std::string& insert, const char* code) {
-        m_service.replace(W, find, insert);
-        m_changesMade += code;
-    };
-    if (hasL && hasI && hasN && startsWith(W, L + I + C + N)) {
-        apply(L + I + C + N, "+" + C, ",01");
-    } else if (hasL && hasI && startsWith(W, L + I + C)) {
-        apply(L + I + C, "+" + C, ",02");
-    } else if (hasI && hasN && startsWith(W, I + C + N)) {
-        apply(I + C + N, "+" + C, ",03");
-    } else if (hasI && startsWith(W, I + C) && m_service.m_ChkExpectDialNum && L + N == I) {
-        apply(I, "+" + C, ",04exp");  // what follows the prefix is taken as a national number
-    } else if (hasI && startsWith(W, I + C)) {
-        apply(I + C, "+" + C, ",04");
-    } else if (hasL && hasN && hasA && startsWith(W, L + N + A)) {
-        apply(L + N + A, "+" + C + A, ",05");
-    } else if (hasN && hasA && startsWith(W, N + A)) {
-        apply(N + A, "+" + C + A, ",06");
-    } else if (hasL && hasN && m_alpha && startsWith(W, L + N)) {
-        apply(L + N, "+" + C, ",07");
+    const std::size_t l = L.size(), i = I.size(), c = C.size(), n = N.size(), a = A.size();
+    if (hasL && hasI && hasN && startsWithJoined(W, {&L, &I, &C, &N})) {
+        applyRule(l + i + c + n, kCountry, ",01");
+    } else if (hasL && hasI && startsWithJoined(W, {&L, &I, &C})) {
+        applyRule(l + i + c, kCountry, ",02");
+    } else if (hasI && hasN && startsWithJoined(W, {&I, &C, &N})) {
+        applyRule(i + c + n, kCountry, ",03");
+    } else if (hasI && startsWithJoined(W, {&I, &C}) && m_service.m_ChkExpectDialNum && equalsJoined(I, L, N)) {
+        applyRule(i, kCountry, ",04exp");  // what follows the prefix is taken as a national number
+    } else if (hasI && startsWithJoined(W, {&I, &C})) {
+        applyRule(i + c, kCountry, ",04");
+    } else if (hasL && hasN && hasA && startsWithJoined(W, {&L, &N, &A})) {
+        applyRule(l + n + a, kCountryAndArea, ",05");
+    } else if (hasN && hasA && startsWithJoined(W, {&N, &A})) {
+        applyRule(n + a, kCountryAndArea, ",06");
+    } else if (hasL && hasN && m_alpha && startsWithJoined(W, {&L, &N})) {
+        applyRule(l + n, kCountry, ",07");
     } else if (hasN && m_alpha && startsWith(W, N)) {
-        apply(N, "+" + C, ",08");
-    } else if (hasL && hasI && startsWith(W, L + I)) {
-        apply(L + I, "+", ",09");
-    } else if (hasL && hasN && startsWith(W, L + N) && length > M + 1) {
-        apply(L + N, "+" + C, ",10");
+        applyRule(n, kCountry, ",08");
+    } else if (hasL && hasI && startsWithJoined(W, {&L, &I})) {
+        applyRule(l + i, kPlusOnly, ",09");
+    } else if (hasL && hasN && startsWithJoined(W, {&L, &N}) && length > M + 1) {
+        applyRule(l + n, kCountry, ",10");
     } else if (hasI && startsWith(W, I) && length >= lengthOf(I) + 6) {
-        apply(I, "+", ",11");
+        applyRule(i, kPlusOnly, ",11");
     } else if (hasL && startsWith(W, L) && length > M) {
-        apply(L, "+" + C + A, ",12");
+        applyRule(l, kCountryAndArea, ",12");
     } else if (hasN && startsWith(W, N) && length > M + 2) {
-        apply(N, "+" + C, ",13");
+        applyRule(n, kCountry, ",13");
     } else if (m_service.isCountryCodeNationalCodeLocalEnterpriseNode(W)) {
         W.insert(0, "+");
         m_changesMade += ",14";
     }
 }
 
+// Each rule replaces the prefix W was found to begin with; the first occurrence of the
+// prefix, which a replacement of it would find, is that one.
+void DigitAnalysisService::CanonicalConversion::applyRule(std::size_t prefixLength, Replacement by, const char* code)
+{
+    std::string replacement = "+";
+    if (by != kPlusOnly) replacement += C;
+    if (by == kCountryAndArea) replacement += A;
+    W.replace(0, prefixLength, replacement);
+    m_changesMade += code;
+}
+
 // The North-American rules. The true digit length counts what stands before a "#" or "*".
 void DigitAnalysisService::CanonicalConversion::applyUsRules()
 {
     m_restricted = true;
-    long long trueLength = lengthOf(W.substr(0, W.find_first_of("#*")));
+    long long trueLength = static_cast<long long>(std::min(W.find_first_of("#*"), W.size()));
     if (!I.empty()) {
         bool erased = false;
-        if (startsWith(W, L + I)) {
+        if (startsWithJoined(W, {&L, &I})) {
             W.erase(0, L.size() + I.size());
             trueLength -= lengthOf(L) + lengthOf(I);
             erased = true;
@@ -2059,7 +2115,7 @@ void DigitAnalysisService::completeRingCentralNumber(std::string& working)
 // Configuration change handling
 // ---------------------------------------------------------------------------------------
 
-void DigitAnalysisService::manageableDataChanged(ManageableData& data)
+DAS_COLD void DigitAnalysisService::manageableDataChanged(ManageableData& data)
 {
     DAS_TRACE("manageableDataChanged");
     std::vector<std::string> rootIds;
@@ -2088,7 +2144,7 @@ void DigitAnalysisService::manageableDataChanged(ManageableData& data)
     for (const std::string& rootId : rootIds) applyChangedItem(data, rootId);
 }
 
-void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification)
+DAS_COLD void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification)
 {
     {
         CriticalSection lock(m_serviceLock);
@@ -2105,7 +2161,7 @@ void DigitAnalysisService::replaceCanonicalSettings(ManageableData& notification
     extractData(true);
 }
 
-void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
+DAS_COLD void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
 {
     {
         CriticalSection lock(m_serviceLock);
@@ -2123,7 +2179,7 @@ void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notification)
     extractData(false);
 }
 
-void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
+DAS_COLD void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
 {
     std::string value;
     notification.interogate(key, key, value);
@@ -2173,7 +2229,7 @@ void DigitAnalysisService::applyChangedItem(ManageableData& notification, const 
 
 // Unlike the start-up readers, an empty value is ignored and the timer is re-made only when
 // its duration really changes.
-void DigitAnalysisService::changeTimerDuration(TimerDetails* timer, const std::string& seconds)
+DAS_COLD void DigitAnalysisService::changeTimerDuration(TimerDetails* timer, const std::string& seconds)
 {
     if (seconds.empty()) return;
     const int duration = secondsToMilliseconds(seconds);
@@ -2210,7 +2266,7 @@ void DigitAnalysisService::reloadDialPlanFromStorage()
     m_dialPlan->readDialPlanEntriesFromDAS();
 }
 
-bool DigitAnalysisService::setData(ManageableData& data)
+DAS_COLD bool DigitAnalysisService::setData(ManageableData& data)
 {
     DAS_TRACE("setData");
     std::vector<std::string> rootIds;
@@ -2225,7 +2281,7 @@ bool DigitAnalysisService::setData(ManageableData& data)
     return m_dialPlan != nullptr && m_dialPlan->setData(data);
 }
 
-bool DigitAnalysisService::getData(ManageableData& data)
+DAS_COLD bool DigitAnalysisService::getData(ManageableData& data)
 {
     DAS_TRACE("getData");
     std::vector<std::string> rootIds;

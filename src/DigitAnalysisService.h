@@ -144,6 +144,9 @@ public:
     bool remove(std::string& text, const std::string& toRemove);
     bool replace(std::string& text, const std::string& toFind, const std::string& replacement);
     void removePunctuation(std::string& text);
+    // removePunctuation of `from` written to `to`, with the same log line: `to` keeps its
+    // buffer, so a cleaned number that fits it costs no allocation.
+    void copyWithoutPunctuation(const std::string& from, std::string& to);
     void removeUnwantedChars(std::string& text);
     std::string getToken(const std::string& list, std::string::size_type& position);
     void tokenize(std::string list, std::vector<std::string>& tokens);
@@ -269,6 +272,13 @@ private:
     int dialPlanAction(std::string* digits, unsigned int* timer) DAS_REQUIRES(m_serviceLock);
     int dialStringUnlocked(std::string* digits, bool complete) DAS_REQUIRES(m_serviceLock);
     int dialStringLocked(std::string* digits, bool complete) DAS_REQUIRES(m_serviceLock);
+    // beginTimer, stopDialTone and digitsMatchEmergencyNumber for callers that hold the
+    // service lock already: a digit passes through all three, and each acquisition of the
+    // re-entrant lock costs the platform a mutex and a search of its holders.
+    void beginTimerHeld(TimerDetails* details) DAS_REQUIRES(m_serviceLock);
+    void startOrResetTimer(TimerDetails* details) DAS_REQUIRES(m_serviceLock);
+    void stopDialToneHeld() DAS_REQUIRES(m_serviceLock);
+    int digitsMatchEmergencyNumberHeld(const std::string& digits) DAS_REQUIRES(m_serviceLock);
     void updateDialPlanTimer(unsigned int seconds) DAS_REQUIRES(m_serviceLock);
     void clearSession() DAS_REQUIRES(m_serviceLock);
     void keepDigits(std::string* digits) DAS_REQUIRES(m_serviceLock);

@@ -10,6 +10,11 @@
 #include "InvokerResponse.h"
 #include "ServiceLog.h"
 
+#include <cstddef>
+#include <initializer_list>
+#include <string_view>
+#include <typeinfo>
+
 extern "C" Invoker* createDigitAnalysisServiceInvoker()
 {
     return new DigitAnalysisServiceInvoker();
@@ -25,49 +30,93 @@ const std::string& eventInterfaceName()
 }
 constexpr const char kErrorReply[] = "errorresponse";
 
+// A reply text, built where it is used: the replies are short, so they need no allocation
+// (a longer one, such as a long list of numbers, goes to the heap).
+class ReplyText {
+public:
+    void append(std::string_view piece)
+    {
+        if (m_overflow.empty() && m_length + piece.size() <= sizeof m_inline) {
+            piece.copy(m_inline + m_length, piece.size());
+            m_length += piece.size();
+            return;
+        }
+        if (m_overflow.empty()) m_overflow.assign(m_inline, m_length);
+        m_overflow.append(piece.data(), piece.size());
+    }
+    const char* data() const { return m_overflow.empty() ? m_inline : m_overflow.data(); }
+    std::size_t size() const { return m_overflow.empty() ? m_length : m_overflow.size(); }
+
+private:
+    char m_inline[112];
+    std::size_t m_length = 0;
+    std::string m_overflow;  // not empty once the text has outgrown m_inline
+};
+
 // What handling one request produced.
 struct Outcome {
     enum Kind { kNoReply, kReply, kError };
     Kind kind = kNoReply;
-    std::string reply;
+    ReplyText reply;
 
     static Outcome none() { return {}; }
-    static Outcome error() { return {kError, {}}; }
-    static Outcome replyWith(std::string text) { return {kReply, std::move(text)}; }
+    static Outcome error()
+    {
+        Outcome outcome;
+        outcome.kind = kError;
+        return outcome;
+    }
+    // The pieces, one after another.
+    static Outcome replyWith(std::initializer_list<std::string_view> pieces)
+    {
+        Outcome outcome;
+        outcome.kind = kReply;
+        for (const std::string_view piece : pieces) outcome.reply.append(piece);
+        return outcome;
+    }
 };
 
-// One request message with what its handler needs.
+// One request message with what its handler needs. The text is the caller's, exactly
+// `length` bytes (it need not be terminated and may hold NUL bytes); the positions of its
+// first ":" and first "," are found once.
 struct Request {
-    const std::string& text;
+    Request(std::string_view text, DigitAnalysisServiceIfc& service, DigitAnalysisServiceEventIfc* callback)
+        : text(text), service(service), callback(callback), colonAt(text.find(':')), commaAt(text.find(','))
+    {
+    }
+
+    std::string_view text;
     DigitAnalysisServiceIfc& service;
     DigitAnalysisServiceEventIfc* callback;
+    std::string_view::size_type colonAt;
+    std::string_view::size_type commaAt;
 
-    std::string::size_type colon() const { return text.find(':'); }
-    std::string::size_type comma() const { return text.find(','); }
-    bool hasColon() const { return colon() != std::string::npos; }
-    bool hasComma() const { return comma() != std::string::npos; }
+    std::string_view::size_type colon() const { return colonAt; }
+    std::string_view::size_type comma() const { return commaAt; }
+    bool hasColon() const { return colonAt != std::string_view::npos; }
+    bool hasComma() const { return commaAt != std::string_view::npos; }
 
     // From after the first ":" up to the first ",", or to the end when there is no comma
     // or it stands before the colon. Callers make sure there is a colon.
     std::string field() const
     {
-        const auto start = colon() + 1;
-        const auto end = comma();
-        if (end == std::string::npos || end < start) return text.substr(start);
-        return text.substr(start, end - start);
+        const auto start = colonAt + 1;
+        const auto end = commaAt;
+        if (end == std::string_view::npos || end < start) return std::string(text.substr(start));
+        return std::string(text.substr(start, end - start));
     }
 
-    // Everything after the first ",". Callers make sure there is a comma.
-    std::string tail() const { return text.substr(comma() + 1); }
+    // Whether everything after the first "," is "1". Callers make sure there is a comma.
+    bool tailIsOne() const { return text.substr(commaAt + 1) == "1"; }
 };
 
-std::string yesNoSuffix(bool yes) { return yes ? ",1" : ",0"; }
-std::string bareYesNo(bool yes) { return yes ? "1" : "0"; }
+std::string_view yesNoSuffix(bool yes) { return yes ? ",1" : ",0"; }
+std::string_view bareYesNo(bool yes) { return yes ? "1" : "0"; }
 
 // A conversion reply: the converted number and ",1", or ",0" alone.
-std::string conversionReply(const std::string& prefix, bool converted, const std::string& number)
+Outcome conversionReply(std::string_view prefix, bool converted, const std::string& number)
 {
-    return converted ? prefix + number + ",1" : prefix + ",0";
+    return converted ? Outcome::replyWith({prefix, number, ",1"}) : Outcome::replyWith({prefix, ",0"});
 }
 
 Outcome startDiallingRequest(const Request& request)
@@ -75,14 +124,14 @@ Outcome startDiallingRequest(const Request& request)
     if (!request.hasColon() || !request.hasComma()) return Outcome::error();
     const auto start = request.colon() + 1;
     const auto end = request.comma();
-    const std::string digits = start < end ? request.text.substr(start, end - start) : std::string();
-    request.service.startDialling(digits, request.callback, request.tail() == "1");
+    const std::string digits = start < end ? std::string(request.text.substr(start, end - start)) : std::string();
+    request.service.startDialling(digits, request.callback, request.tailIsOne());
     return Outcome::none();
 }
 
 Outcome dialPartyDetailsResponse(const Request& request)
 {
-    const std::string party = request.hasColon() ? request.text.substr(request.colon() + 1) : std::string();
+    const std::string party = request.hasColon() ? std::string(request.text.substr(request.colon() + 1)) : std::string();
     CallPartyIdentifier identifier;
     if (party.find("no_dial_party") != std::string::npos) {
         request.service.dialPartyDetailsResponse(identifier, false, false);
@@ -134,11 +183,11 @@ Outcome dialStringRequest(const Request& request)
 {
     if (!request.hasColon() || !request.hasComma()) return Outcome::error();
     std::string digits = request.field();
-    const int match = request.service.dialString(&digits, request.tail() == "1", request.callback);
+    const int match = request.service.dialString(&digits, request.tailIsOne(), request.callback);
     switch (match) {
-    case eMatchFull: return Outcome::replyWith("dialstringresponse:" + digits + ",1");
-    case eMatchNone: return Outcome::replyWith("dialstringresponse:,0");
-    case eMatchEmergencyNumber: return Outcome::replyWith("dialstringresponse:" + digits + ",2");
+    case eMatchFull: return Outcome::replyWith({"dialstringresponse:", digits, ",1"});
+    case eMatchNone: return Outcome::replyWith({"dialstringresponse:,0"});
+    case eMatchEmergencyNumber: return Outcome::replyWith({"dialstringresponse:", digits, ",2"});
     default: return Outcome::none();
     }
 }
@@ -146,24 +195,24 @@ Outcome dialStringRequest(const Request& request)
 Outcome setCallContextProviderRequest(const Request& request)
 {
     const bool set = request.service.setCallContextProvider(request.callback);
-    return Outcome::replyWith("set_call_context_provider_response:" + yesNoSuffix(set));
+    return Outcome::replyWith({"set_call_context_provider_response:", yesNoSuffix(set)});
 }
 
 Outcome clearCallContentProviderRequest(const Request& request)
 {
     const bool cleared = request.service.clearCallContextProvider(request.callback);
-    return Outcome::replyWith("clear_call_content_provider_response:" + yesNoSuffix(cleared));
+    return Outcome::replyWith({"clear_call_content_provider_response:", yesNoSuffix(cleared)});
 }
 
 Outcome setDiallerRequest(const Request& request)
 {
     const bool set = request.service.setDialler(request.callback);
-    return Outcome::replyWith("set_dialler_response:" + yesNoSuffix(set));
+    return Outcome::replyWith({"set_dialler_response:", yesNoSuffix(set)});
 }
 
 Outcome isCanonicalDataValidRequest(const Request& request)
 {
-    return Outcome::replyWith("isCanonicalDataValidResponse:" + bareYesNo(request.service.isCanonicalDataValid()));
+    return Outcome::replyWith({"isCanonicalDataValidResponse:", bareYesNo(request.service.isCanonicalDataValid())});
 }
 
 Outcome canonicalConversionRequest(const Request& request)
@@ -171,7 +220,7 @@ Outcome canonicalConversionRequest(const Request& request)
     if (!request.hasColon()) return Outcome::error();
     std::string number = request.field();
     const bool converted = request.service.convertToCanonical(number);
-    return Outcome::replyWith(conversionReply("canonicalconversionresponse:", converted, number));
+    return conversionReply("canonicalconversionresponse:", converted, number);
 }
 
 // The second field: after the first comma up to the next one (or the end); empty when the
@@ -181,7 +230,7 @@ std::string secondField(const Request& request)
     if (!request.hasComma()) return {};
     const auto start = request.comma() + 1;
     const auto end = request.text.find(',', start);
-    return end == std::string::npos ? request.text.substr(start) : request.text.substr(start, end - start);
+    return std::string(end == std::string_view::npos ? request.text.substr(start) : request.text.substr(start, end - start));
 }
 
 Outcome localDialableConversionRequest(const Request& request)
@@ -190,9 +239,9 @@ Outcome localDialableConversionRequest(const Request& request)
     std::string number = request.field();
     std::string diagnosticCall = secondField(request);
     if (!request.service.convertToLocalDialable(number, diagnosticCall)) {
-        return Outcome::replyWith("localdialableconversionresponse:,false,0");
+        return Outcome::replyWith({"localdialableconversionresponse:,false,0"});
     }
-    return Outcome::replyWith("localdialableconversionresponse:" + number + "," + diagnosticCall + ",1");
+    return Outcome::replyWith({"localdialableconversionresponse:", number, ",", diagnosticCall, ",1"});
 }
 
 Outcome ringCentralConversionRequest(const Request& request)
@@ -200,7 +249,7 @@ Outcome ringCentralConversionRequest(const Request& request)
     if (!request.hasColon()) return Outcome::error();
     std::string number = request.field();
     const bool converted = request.service.convertToDialableRingCentral(number);
-    return Outcome::replyWith(conversionReply("ringcentralconversionresponse:", converted, number));
+    return conversionReply("ringcentralconversionresponse:", converted, number);
 }
 
 Outcome canonicalToLocalDialableConversionRequest(const Request& request)
@@ -208,45 +257,45 @@ Outcome canonicalToLocalDialableConversionRequest(const Request& request)
     if (!request.hasColon()) return Outcome::error();
     std::string number = request.field();
     const bool converted = request.service.convertCanonicalToLocalDialable(number);
-    return Outcome::replyWith(conversionReply("canonicaltolocaldialableconversionresponse:", converted, number));
+    return conversionReply("canonicaltolocaldialableconversionresponse:", converted, number);
 }
 
 Outcome getEmergencyNumbersDialStringRequest(const Request& request)
 {
     std::string numbers;
     request.service.getEmergencyNumbersDialString(&numbers);
-    return Outcome::replyWith(numbers.empty() ? "emergencynumbernotset" : numbers);
+    return Outcome::replyWith({numbers.empty() ? std::string_view("emergencynumbernotset") : std::string_view(numbers)});
 }
 
 Outcome getLatestDialledDigitsRequest(const Request& request)
 {
     std::string digits;
     request.service.getLatestDialledDigits(&digits);
-    return Outcome::replyWith(digits);
+    return Outcome::replyWith({digits});
 }
 
 Outcome getLockBypassNumbersDialStringRequest(const Request& request)
 {
     std::string numbers;
     request.service.getLockBypassNumbersDialString(&numbers);
-    return Outcome::replyWith(numbers.empty() ? "lockbypassnumbernotset" : numbers);
+    return Outcome::replyWith({numbers.empty() ? std::string_view("lockbypassnumbernotset") : std::string_view(numbers)});
 }
 
 // "isEmergencyNumberRequest:<exact flag>:<number>[,...]"
 Outcome isEmergencyNumberRequest(const Request& request)
 {
     const auto firstColon = request.colon();
-    if (firstColon == std::string::npos) return Outcome::error();
+    if (firstColon == std::string_view::npos) return Outcome::error();
     const auto secondColon = request.text.find(':', firstColon + 1);
-    if (secondColon == std::string::npos) return Outcome::error();
+    if (secondColon == std::string_view::npos) return Outcome::error();
 
     const bool exactMatch = request.text.substr(firstColon + 1, secondColon - firstColon - 1) != "false";
     const auto start = secondColon + 1;
     const auto comma = request.comma();
-    std::string number = comma == std::string::npos || comma < secondColon ? request.text.substr(start)
-                                                                            : request.text.substr(start, comma - start);
+    std::string number(comma == std::string_view::npos || comma < secondColon ? request.text.substr(start)
+                                                                               : request.text.substr(start, comma - start));
     const bool emergency = request.service.isEmergencyNumber(number, exactMatch);
-    return Outcome::replyWith("isEmergencyNumberResponse:" + bareYesNo(emergency));
+    return Outcome::replyWith({"isEmergencyNumberResponse:", bareYesNo(emergency)});
 }
 
 Outcome isLockBypassRequest(const Request& request)
@@ -254,7 +303,7 @@ Outcome isLockBypassRequest(const Request& request)
     if (!request.hasColon()) return Outcome::none();
     std::string number = request.field();
     const bool bypass = request.service.isLockBypass(number);
-    return Outcome::replyWith(conversionReply("islockbypassresponse:", bypass, number));
+    return conversionReply("islockbypassresponse:", bypass, number);
 }
 
 // Unlike the other yes/no replies, the number is echoed whatever the answer.
@@ -263,7 +312,7 @@ Outcome isFACPrefixRequest(const Request& request)
     if (!request.hasColon()) return Outcome::none();
     const std::string number = request.field();
     const bool prefix = request.service.isFACPrefix(number);
-    return Outcome::replyWith("isfacprefixresponse:" + number + yesNoSuffix(prefix));
+    return Outcome::replyWith({"isfacprefixresponse:", number, yesNoSuffix(prefix)});
 }
 
 enum class Match { kContains, kStartsWith };
@@ -303,19 +352,97 @@ const RequestRow kRequestRows[] = {
     {"isfacprefixrequest", Match::kContains, isFACPrefixRequest},
 };
 
-bool matches(const RequestRow& row, const std::string& text)
+constexpr std::size_t kRequestRowCount = sizeof kRequestRows / sizeof kRequestRows[0];
+
+bool matches(const RequestRow& row, std::string_view text)
 {
     if (row.match == Match::kStartsWith) return text.compare(0, std::char_traits<char>::length(row.keyword), row.keyword) == 0;
-    return text.find(row.keyword) != std::string::npos;
+    return text.find(row.keyword) != std::string_view::npos;
+}
+
+// Every keyword is made of these characters only.
+bool isKeywordCharacter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+
+// For each row, whether the table in its order can be skipped when a request begins with
+// the row's keyword and nothing after the keyword is a keyword character: then no earlier
+// row can match (no earlier "starts with" keyword is a prefix, else its row would have been
+// taken first, and an earlier "contains" keyword could only stand inside this keyword), as
+// long as no earlier "contains" keyword stands inside this one. False for every row when a
+// keyword has another character.
+struct ShortCuts {
+    bool allowed[kRequestRowCount] = {};
+    std::size_t lengths[kRequestRowCount] = {};
+    ShortCuts()
+    {
+        for (std::size_t j = 0; j < kRequestRowCount; ++j) lengths[j] = std::char_traits<char>::length(kRequestRows[j].keyword);
+        for (const RequestRow& row : kRequestRows) {
+            for (const char* c = row.keyword; *c != '\0'; ++c) {
+                if (!isKeywordCharacter(*c)) return;
+            }
+        }
+        for (std::size_t j = 0; j < kRequestRowCount; ++j) {
+            const std::string_view keyword = kRequestRows[j].keyword;
+            allowed[j] = true;
+            for (std::size_t i = 0; i < j; ++i) {
+                if (kRequestRows[i].match == Match::kContains && keyword.find(kRequestRows[i].keyword, 1) != std::string_view::npos) {
+                    allowed[j] = false;
+                }
+            }
+        }
+    }
+};
+
+// The row a request belongs to, as trying the rows in their order finds it. Requests begin
+// with their keyword and carry numbers and flags after it, so most are recognised by their
+// first bytes instead of searches of the whole text for each earlier keyword.
+const RequestRow* rowFor(std::string_view text)
+{
+    static const ShortCuts shortCuts;
+    for (std::size_t j = 0; j < kRequestRowCount && !text.empty(); ++j) {
+        const std::size_t length = shortCuts.lengths[j];
+        if (text[0] != kRequestRows[j].keyword[0] || text.compare(0, length, kRequestRows[j].keyword, length) != 0) continue;
+        if (!shortCuts.allowed[j]) break;
+        bool keywordCharacterFollows = false;
+        for (std::size_t k = length; k < text.size() && !keywordCharacterFollows; ++k) {
+            keywordCharacterFollows = isKeywordCharacter(text[k]);
+        }
+        if (keywordCharacterFollows) break;
+        return &kRequestRows[j];
+    }
+    for (const RequestRow& row : kRequestRows) {
+        if (matches(row, text)) return &row;
+    }
+    return nullptr;
 }
 
 Outcome dispatch(const Request& request)
 {
-    for (const RequestRow& row : kRequestRows) {
-        if (matches(row, request.text)) return row.handle(request);
-    }
-    return Outcome::none();
+    const RequestRow* row = rowFor(request.text);
+    return row != nullptr ? row->handle(request) : Outcome::none();
 }
+
+// A peer found through a cross cast, kept for the next request of the same thread: the
+// cast gives the same result for the same object, and an object at the same address is
+// the same object when its dynamic type is the same too. Kept per thread, so that the
+// invoker, which may be called on any framework thread, takes no lock for it.
+template <typename To>
+struct ResolvedPeer {
+    const Executable* from = nullptr;
+    const std::type_info* type = nullptr;
+    To* to = nullptr;
+};
+
+template <typename To>
+To* resolve(Executable* from, ResolvedPeer<To>& resolved)
+{
+    if (from == nullptr) return nullptr;
+    const std::type_info* type = &typeid(*from);
+    if (from != resolved.from || type != resolved.type) resolved = {from, type, dynamic_cast<To*>(from)};
+    return resolved.to;
+}
+
+thread_local ResolvedPeer<DigitAnalysisServiceIfc> t_service;
+thread_local ResolvedPeer<DigitAnalysisServiceEventIfc> t_callback;
 
 }  // namespace
 
@@ -327,14 +454,14 @@ void DigitAnalysisServiceInvoker::handleMessage(Executable* service, const char*
                                                 InvokerResponse* response)
 {
     // Exactly `length` bytes: the request need not be terminated and may hold NUL bytes.
-    const std::string text = data != nullptr && length > 0 ? std::string(data, static_cast<std::size_t>(length))
-                                                           : std::string();
-    auto* das = dynamic_cast<DigitAnalysisServiceIfc*>(service);
+    const std::string_view text = data != nullptr && length > 0 ? std::string_view(data, static_cast<std::size_t>(length))
+                                                                : std::string_view();
+    auto* das = resolve(service, t_service);
     DigitAnalysisServiceEventIfc* callback = response != nullptr ? getCallbackInterface(response) : nullptr;
 
-    const Outcome outcome = das != nullptr ? dispatch(Request{text, *das, callback}) : Outcome::none();
+    const Outcome outcome = das != nullptr ? dispatch(Request(text, *das, callback)) : Outcome::none();
     if (outcome.kind == Outcome::kError) {
-        handleErrorRequest(text, response);
+        handleErrorRequest(std::string(text), response);
         return;
     }
     if (response == nullptr) return;  // nobody to answer: a reply is dropped
@@ -350,8 +477,7 @@ DigitAnalysisServiceEventIfc* DigitAnalysisServiceInvoker::getCallbackInterface(
     std::string clientName;
     response->getSenderName(clientName);
     if (clientName.empty()) return nullptr;
-    Executable* proxy = m_context->findProxy(eventInterfaceName(), clientName);
-    return dynamic_cast<DigitAnalysisServiceEventIfc*>(proxy);
+    return resolve(m_context->findProxy(eventInterfaceName(), clientName), t_callback);
 }
 
 void handleErrorRequest(const std::string& request, InvokerResponse* response)

@@ -94,4 +94,9 @@ std::vector<Row> worstCasePlan()
     return rows;
 }
 
+std::vector<Row> onHookWorstCasePlan()
+{
+    return std::vector<Row>(50, Row{std::string(24, 'x'), "S", "0", "", "", "#", ""});
+}
+
 }  // namespace benchplans

@@ -38,4 +38,9 @@ std::vector<Row> bestCasePlan();
 std::vector<Row> worstCasePlan();
 std::string worstCaseDigits();
 
+// 50 ordinary send entries, each a pattern of 24 "x" with the terminator "#": every entry
+// agrees with every digit string, none is complete before the 24th digit, and on-hook none
+// sends without the terminator.
+std::vector<Row> onHookWorstCasePlan();
+
 }  // namespace benchplans

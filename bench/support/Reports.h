@@ -8,8 +8,15 @@
 
 namespace benchreports {
 
-// Real time per iteration in nanoseconds, by benchmark name, for the runs of this process.
-using Results = std::map<std::string, double>;
+// Time per iteration in nanoseconds: real (wall clock) and the thread's CPU time. On a
+// shared machine the real time also counts the waits for a core; the CPU time does not.
+struct Timing {
+    double real = 0;
+    double cpu = 0;
+};
+
+// Times by benchmark name, for the runs of this process.
+using Results = std::map<std::string, Timing>;
 using Report = std::function<void(const Results&)>;
 
 // Registers a report; returns true so that it can initialise a namespace-scope constant.
