@@ -4,9 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <future>
 #include <mutex>
 #include <random>
 #include <set>
@@ -21,6 +18,7 @@
 #include "DialPlan.h"
 #include "ManageableData.h"
 #include "ServiceHarness.h"
+#include "Watchdog.h"
 
 namespace {
 
@@ -161,29 +159,23 @@ protected:
     // with a failure when they do not all finish in time.
     void hammer()
     {
-        auto done = std::async(std::launch::async, [this] {
-            std::thread digits([this] { dialSessions(); });
-            std::thread expiries([this] { deliverExpiries(); });
-            std::thread tone([this] { toggleDialTone(); });
-            std::this_thread::sleep_for(kHammerTime);
-            stopping = true;
-            digits.join();
-            expiries.join();
-            tone.join();
-            // Quiet now: end the session and let every timer that is still running expire.
-            harness.store.setItem("phone-lock-active", "false");
-            service->extractPhoneLockActiveData();
-            service->stopDialling(&harness.dialler);
-            service->stopDialTone();
-            harness.context.advance(200000);
-        });
-        if (done.wait_for(kWatchdog) != std::future_status::ready) {
-            // Ends the program here: the deadlocked threads can be neither joined nor detached
-            // safely, and the future of std::async would wait for them when destroyed.
-            std::fprintf(stderr, "The service deadlocked: the threads did not finish within the watchdog time.\n");
-            std::fflush(stderr);
-            std::_Exit(EXIT_FAILURE);
-        }
+        // A deadlock ends the program here: the deadlocked threads can be neither joined nor
+        // detached safely.
+        const Watchdog watchdog(kWatchdog, "the three threads hammering the service");
+        std::thread digits([this] { dialSessions(); });
+        std::thread expiries([this] { deliverExpiries(); });
+        std::thread tone([this] { toggleDialTone(); });
+        std::this_thread::sleep_for(kHammerTime);
+        stopping = true;
+        digits.join();
+        expiries.join();
+        tone.join();
+        // Quiet now: end the session and let every timer that is still running expire.
+        harness.store.setItem("phone-lock-active", "false");
+        service->extractPhoneLockActiveData();
+        service->stopDialling(&harness.dialler);
+        service->stopDialTone();
+        harness.context.advance(200000);
     }
 };
 

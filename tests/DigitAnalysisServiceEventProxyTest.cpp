@@ -13,33 +13,14 @@
 #include "DigitAnalysisServicePlugin.h"
 #include "InProcessContext.h"
 #include "InterDigitTimeOutEvent.h"
-#include "ProxyRequest.h"
 #include "RecordingDialler.h"
+#include "RecordingProxyRequest.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
-
-// A request channel that records what the proxy sends and answers requests as told.
-class RecordingProxyRequest : public ProxyRequest {
-public:
-    void setMessageFormat(const std::string& format) override { formats.push_back(format); }
-    void sendEvent(const std::string& message) override { events.push_back(message); }
-    void sendRequest(const std::string& request, std::string& reply) override
-    {
-        requests.push_back(request);
-        reply = nextReply;
-    }
-    FrameworkContext* getFrameworkContext() override { return &context; }
-
-    std::vector<std::string> formats;
-    std::vector<std::string> events;
-    std::vector<std::string> requests;
-    std::string nextReply;
-    InProcessContext context;
-};
 
 class EventProxy : public ::testing::Test {
 protected:

@@ -12,8 +12,8 @@
 #include "DigitAnalysisServiceEventProxy.h"
 #include "DigitAnalysisServiceInvoker.h"
 #include "DigitAnalysisServicePlugin.h"
-#include "InvokerResponse.h"
-#include "ProxyRequest.h"
+#include "RecordingInvokerResponse.h"
+#include "RecordingProxyRequest.h"
 #include "Serializer.h"
 #include "ServiceHarness.h"
 
@@ -21,55 +21,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
-
-// The proxy request channel to a client in another process: records each message.
-class RecordingProxyRequest : public ProxyRequest {
-public:
-    explicit RecordingProxyRequest(FrameworkContext& context) : m_context(context) {}
-
-    void setMessageFormat(const std::string& format) override { messageFormat = format; }
-    void sendEvent(const std::string& message) override { events.push_back(message); }
-    void sendRequest(const std::string& request, std::string& reply) override
-    {
-        requests.push_back(request);
-        reply = nextReply;
-    }
-    FrameworkContext* getFrameworkContext() override { return &m_context; }
-
-    // Returns the events sent since the last call.
-    std::vector<std::string> takeEvents()
-    {
-        std::vector<std::string> taken;
-        taken.swap(events);
-        return taken;
-    }
-
-    std::string messageFormat;
-    std::vector<std::string> events;
-    std::vector<std::string> requests;
-    std::string nextReply;
-
-private:
-    FrameworkContext& m_context;
-};
-
-// One request's reply channel; the client is known by its name.
-class ClientResponse : public InvokerResponse {
-public:
-    explicit ClientResponse(std::string sender) : m_sender(std::move(sender)) {}
-    void sendResponse(const char* data, int length) override
-    {
-        replies.emplace_back(data, static_cast<std::size_t>(length));
-    }
-    void responseComplete() override { ++completions; }
-    void getSenderName(std::string& name) override { name = m_sender; }
-
-    std::vector<std::string> replies;
-    int completions = 0;
-
-private:
-    std::string m_sender;
-};
 
 // A client in another process, as the service sees it: a name, an event proxy registered
 // for it and the channel its events travel on.
@@ -103,7 +54,7 @@ protected:
     // Sends a request from `client`; returns its reply, or "<no reply>".
     std::string request(const RemoteClient& client, const std::string& text)
     {
-        ClientResponse response(client.name);
+        RecordingInvokerResponse response(client.name);
         invoker->handleMessage(&harness.service(), text.data(), static_cast<int>(text.size()), &response);
         EXPECT_EQ(response.completions, 1) << text;
         EXPECT_LE(response.replies.size(), 1u) << text;
@@ -123,7 +74,7 @@ protected:
 TEST_F(InvokerEndToEnd, DiallingSessionWithInterDigitTimeout)
 {
     harness.start();
-    EXPECT_EQ(dialler.channel.messageFormat, "DIG_AS_TEXT");
+    EXPECT_THAT(dialler.channel.formats, ElementsAre("DIG_AS_TEXT"));
 
     EXPECT_EQ(request(dialler, "set_dialler_request"), "set_dialler_response:,1");
     EXPECT_EQ(request(dialler, "isCanonicalDataValidRequest"), "isCanonicalDataValidResponse:1");

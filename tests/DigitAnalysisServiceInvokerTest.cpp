@@ -16,7 +16,7 @@
 #include "DigitAnalysisServicePlugin.h"
 #include "Executable.h"
 #include "InProcessContext.h"
-#include "InvokerResponse.h"
+#include "RecordingInvokerResponse.h"
 #include "RecordingPeers.h"
 
 namespace {
@@ -149,33 +149,6 @@ private:
     }
 };
 
-// The reply channel of one request, recording what the invoker does with it.
-class RecordingResponse : public InvokerResponse {
-public:
-    explicit RecordingResponse(std::string sender = {}) : m_sender(std::move(sender)) {}
-
-    void sendResponse(const char* data, int length) override
-    {
-        replies.emplace_back(data, static_cast<std::size_t>(length));
-        lengths.push_back(length);
-        events.push_back("send");
-    }
-    void responseComplete() override { events.push_back("complete"); }
-    void getSenderName(std::string& name) override
-    {
-        ++senderQueries;
-        name = m_sender;
-    }
-
-    std::vector<std::string> replies;
-    std::vector<int> lengths;
-    std::vector<std::string> events;
-    int senderQueries = 0;
-
-private:
-    std::string m_sender;
-};
-
 const std::vector<std::string> kCompletedOnly{"complete"};
 const std::vector<std::string> kRepliedThenCompleted{"send", "complete"};
 
@@ -212,7 +185,7 @@ protected:
     CapturingLogSink log;
     InProcessContext context;
     RecordingService service;
-    RecordingResponse response;
+    RecordingInvokerResponse response;
     DigitAnalysisServiceInvoker invoker;
 };
 
@@ -885,7 +858,7 @@ TEST_F(InvokerRequests, ErrorLineNamesItsSourceAndComponent)
 TEST(InvokerErrorRequest, LogsRepliesAndCompletes)
 {
     CapturingLogSink log;
-    RecordingResponse response;
+    RecordingInvokerResponse response;
     handleErrorRequest("what:ever", &response);
     EXPECT_EQ(response.replies, std::vector<std::string>{"errorresponse"});
     EXPECT_EQ(response.lengths, std::vector<int>{13});
@@ -911,7 +884,7 @@ protected:
     // most one call of the service.
     void expectHandledOnce(const std::string& text)
     {
-        response = RecordingResponse();
+        response = RecordingInvokerResponse();
         service.calls.clear();
         send(text);
         EXPECT_EQ(std::count(response.events.begin(), response.events.end(), "complete"), 1) << text;
@@ -1009,7 +982,7 @@ protected:
 
     void sendFrom(const std::string& sender, const std::string& text)
     {
-        RecordingResponse from(sender);
+        RecordingInvokerResponse from(sender);
         invoker.handleMessage(&service, text.data(), static_cast<int>(text.size()), &from);
         replies.insert(replies.end(), from.replies.begin(), from.replies.end());
     }
@@ -1021,28 +994,28 @@ protected:
 
 TEST_F(InvokerCallback, NoSenderNameGivesNoCallback)
 {
-    RecordingResponse anonymous;
+    RecordingInvokerResponse anonymous;
     EXPECT_EQ(invoker.getCallbackInterface(&anonymous), nullptr);
     EXPECT_EQ(anonymous.senderQueries, 1);
 }
 
 TEST_F(InvokerCallback, NameWithoutProxyGivesNoCallback)
 {
-    RecordingResponse unknown("nobody");
-    RecordingResponse otherInterface("other");
+    RecordingInvokerResponse unknown("nobody");
+    RecordingInvokerResponse otherInterface("other");
     EXPECT_EQ(invoker.getCallbackInterface(&unknown), nullptr);
     EXPECT_EQ(invoker.getCallbackInterface(&otherInterface), nullptr);
 }
 
 TEST_F(InvokerCallback, NameWithProxyGivesTheProxy)
 {
-    RecordingResponse dialler("dialler");
+    RecordingInvokerResponse dialler("dialler");
     EXPECT_EQ(invoker.getCallbackInterface(&dialler), static_cast<DigitAnalysisServiceEventIfc*>(&diallerProxy));
 }
 
 TEST_F(InvokerCallback, ProxyThatIsNoEventInterfaceGivesNoCallback)
 {
-    RecordingResponse stranger("stranger");
+    RecordingInvokerResponse stranger("stranger");
     EXPECT_EQ(invoker.getCallbackInterface(&stranger), nullptr);
 }
 
@@ -1051,14 +1024,14 @@ TEST_F(InvokerCallback, FrameworkBaseContextFindsNoProxy)
     FrameworkContext baseContext;
     DigitAnalysisServiceInvoker plain;
     plain.initInvoker(&baseContext);
-    RecordingResponse dialler("dialler");
+    RecordingInvokerResponse dialler("dialler");
     EXPECT_EQ(plain.getCallbackInterface(&dialler), nullptr);
 }
 
 TEST_F(InvokerCallback, WithoutContextOrResponseThereIsNoCallback)
 {
     DigitAnalysisServiceInvoker uninitialised;
-    RecordingResponse dialler("dialler");
+    RecordingInvokerResponse dialler("dialler");
     EXPECT_EQ(uninitialised.getCallbackInterface(&dialler), nullptr);
     EXPECT_EQ(invoker.getCallbackInterface(nullptr), nullptr);
 }
@@ -1102,7 +1075,7 @@ TEST_F(InvokerCallback, EveryObserverRequestPassesTheSendersProxy)
 
 TEST_F(InvokerCallback, CallbackIsLookedUpForEveryMessageWithAResponse)
 {
-    RecordingResponse from("dialler");
+    RecordingInvokerResponse from("dialler");
     const std::string text = "hello";
     invoker.handleMessage(&service, text.data(), static_cast<int>(text.size()), &from);
     invoker.handleMessage(&service, text.data(), static_cast<int>(text.size()), &from);
@@ -1114,7 +1087,7 @@ TEST(InvokerFactory, CreatesAnInvokerWithoutContext)
     Invoker* created = createDigitAnalysisServiceInvoker();
     auto* invoker = dynamic_cast<DigitAnalysisServiceInvoker*>(created);
     ASSERT_NE(invoker, nullptr);
-    RecordingResponse dialler("dialler");
+    RecordingInvokerResponse dialler("dialler");
     EXPECT_EQ(invoker->getCallbackInterface(&dialler), nullptr);
     delete created;
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "HostConfig.h"
+#include "ScratchDirectory.h"
 
 namespace {
 
@@ -23,22 +25,20 @@ std::string readFile(const std::string& path)
     return content.str();
 }
 
-// A configuration file that exists for the test's lifetime.
+// A file that exists for the test's lifetime, alone in a scratch directory of its own.
 class TemporaryFile {
 public:
     explicit TemporaryFile(const std::string& text)
     {
-        char pattern[] = "/tmp/das-config-XXXXXX";
-        const int fd = mkstemp(pattern);
-        m_path = pattern;
-        ::close(fd);
-        std::ofstream(m_path, std::ios::binary) << text;
+        std::ofstream out(m_path, std::ios::binary);
+        out << text;
+        if (!out.flush()) throw std::runtime_error("cannot write " + m_path);
     }
-    ~TemporaryFile() { std::remove(m_path.c_str()); }
     const std::string& path() const { return m_path; }
 
 private:
-    std::string m_path;
+    ScratchDirectory m_directory{"das-config"};
+    std::string m_path = m_directory.path() + "/file";
 };
 
 std::string value(const ManageableData& data, const std::string& root, const std::string& key)

@@ -12,8 +12,8 @@
 
 #include "DigitAnalysisServiceInvoker.h"
 #include "DigitAnalysisServicePlugin.h"
-#include "InvokerResponse.h"
 #include "ManageableData.h"
+#include "RecordingInvokerResponse.h"
 #include "ServiceHarness.h"
 
 namespace {
@@ -28,19 +28,6 @@ std::string withFormat(std::string text)
     return text;
 }
 
-class Response : public InvokerResponse {
-public:
-    void sendResponse(const char* data, int length) override
-    {
-        replies.emplace_back(data, static_cast<std::size_t>(length));
-    }
-    void responseComplete() override { ++completions; }
-    void getSenderName(std::string& name) override { name = "dialler"; }
-
-    std::vector<std::string> replies;
-    int completions = 0;
-};
-
 class SecurityFormatString : public ::testing::Test {
 protected:
     CapturingLogSink log{5};
@@ -54,9 +41,9 @@ protected:
         invoker->initInvoker(&harness.context);
     }
 
-    Response send(const std::string& text)
+    RecordingInvokerResponse send(const std::string& text)
     {
-        Response response;
+        RecordingInvokerResponse response("dialler");
         invoker->handleMessage(&harness.service(), text.data(), static_cast<int>(text.size()), &response);
         EXPECT_EQ(response.completions, 1) << text;
         EXPECT_LE(response.replies.size(), 1u) << text;
