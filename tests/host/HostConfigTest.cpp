@@ -108,10 +108,10 @@ TEST(HostConfig, LookUpRowsAreRowsOfTheCanonicalDocument)
     ASSERT_EQ(locals->size(), 2u);
     std::string text;
     bool isNull = true;
-    internationals->getValue(text, &isNull);
+    EXPECT_TRUE(internationals->getValue(text, &isNull));
     EXPECT_EQ(text, "+4989722");
     internationals->next();
-    internationals->getValue(text, &isNull);
+    EXPECT_TRUE(internationals->getValue(text, &isNull));
     EXPECT_TRUE(isNull);
 }
 

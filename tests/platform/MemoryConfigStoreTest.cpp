@@ -196,8 +196,8 @@ TEST_F(MemoryConfigStoreTest, TheUpdateObserverSeesEachUpdate)
     ManageableData data;
     data.populate("a", "a", "1");
 
-    store.updateData(data);
-    store.updateData(data);
+    EXPECT_TRUE(store.updateData(data));
+    EXPECT_TRUE(store.updateData(data));
 
     EXPECT_EQ((std::vector<std::string>{"a=\"1\"", "a=\"1\""}), seen);
 }

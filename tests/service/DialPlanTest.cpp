@@ -628,7 +628,8 @@ protected:
     std::string value(const std::string& root, const std::string& path)
     {
         std::string text = "<absent>";
-        out.interogate(root, path, text);
+        // An absent item keeps the sentinel, which the tests compare.
+        (void)out.interogate(root, path, text);
         return text;
     }
 };

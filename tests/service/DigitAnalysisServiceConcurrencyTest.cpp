@@ -16,6 +16,7 @@
 
 #include "CallPartyIdentifier.h"
 #include "DialPlan.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ManageableData.h"
 #include "ServiceHarness.h"
 #include "Watchdog.h"
@@ -85,7 +86,7 @@ protected:
             data.populate("dialPlanSettings", prefix + "action", entry[1]);
             data.populate("dialPlanSettings", prefix + "timer", entry[2]);
         }
-        service->getDialPlan()->setData(data);
+        DigitAnalysisServiceTestAccess::getDialPlan(*service)->setData(data);
     }
 
     void dial(const std::string& digits, bool complete = false)
@@ -187,9 +188,9 @@ TEST_F(DiallingConcurrency, ThreeThreadsHammeringOneServiceNeitherDeadlockNorCor
     // Every record agrees with the framework: after the last expiry nothing runs, and each
     // record's timer exists, once.
     std::set<int> ids;
-    for (const TimerDetails* timer : {&service->initialDigitTimer(), &service->autoDialTimer(),
-                                      &service->partyDetailsTimer(), &service->extendedInitialDigitTimer(),
-                                      &service->dialPlanTimer()}) {
+    for (const TimerDetails* timer : {&DigitAnalysisServiceTestAccess::initialDigitTimer(*service), &DigitAnalysisServiceTestAccess::autoDialTimer(*service),
+                                      &DigitAnalysisServiceTestAccess::partyDetailsTimer(*service), &DigitAnalysisServiceTestAccess::extendedInitialDigitTimer(*service),
+                                      &DigitAnalysisServiceTestAccess::dialPlanTimer(*service)}) {
         EXPECT_FALSE(timer->timerRunning);
         ASSERT_NE(timer->timerID, -1);
         EXPECT_TRUE(harness.context.timerExists(timer->timerID));

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "DialPlan.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
@@ -58,7 +59,7 @@ protected:
     void notify(Notification& notification) { harness.service().manageableDataChanged(notification.data()); }
     void notify(Notification&& notification) { notify(notification); }
 
-    std::string setting(const std::string& key) { return harness.service().canonicalSettings().at(key); }
+    std::string setting(const std::string& key) { return DigitAnalysisServiceTestAccess::canonicalSettings(harness.service()).at(key); }
 };
 
 // ---- classification --------------------------------------------------------------------
@@ -150,7 +151,7 @@ TEST_F(ConfigurationChange, PartialMergeReplacesTheLookUpRows)
     change.populate("canonicalDialSettings", "lookUp[1]/localCode", "089");
     change.populate("canonicalDialSettings", "lookUp[1]/internationalCode", "4989");
     harness.service().manageableDataChanged(change);
-    EXPECT_THAT(harness.service().localCodeLookup(), ElementsAre(std::make_pair(std::string("089"), std::string("4989"))));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::localCodeLookup(harness.service()), ElementsAre(std::make_pair(std::string("089"), std::string("4989"))));
 }
 
 TEST_F(ConfigurationChange, CompleteReplacementDoesNotApplyOtherItemsOfTheNotification)
@@ -158,7 +159,7 @@ TEST_F(ConfigurationChange, CompleteReplacementDoesNotApplyOtherItemsOfTheNotifi
     harness.store.setItem("autodialtimer", "6");
     start();
     notify(Notification().completeReplacement().setting("countryCode", "44").item("autodialtimer", "8"));
-    EXPECT_EQ(harness.service().autoDialTimer().duration, 6000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(harness.service()).duration, 6000);
     EXPECT_FALSE(log.contains("autoDial duration = 8000"));
     EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
 }
@@ -167,9 +168,9 @@ TEST_F(ConfigurationChange, NewSettingsMarkAloneChangesNothing)
 {
     harness.setGermanCanonicalSettings();
     start();
-    const auto before = harness.service().canonicalSettings();
+    const auto before = DigitAnalysisServiceTestAccess::canonicalSettings(harness.service());
     notify(Notification().completeReplacement());
-    EXPECT_EQ(harness.service().canonicalSettings(), before);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(harness.service()), before);
     EXPECT_TRUE(log.contains("new settings", 5));
     EXPECT_FALSE(log.contains("canonical", 5));
 }
@@ -181,7 +182,7 @@ TEST_F(ConfigurationChange, AutoDialTimerUnchangedDurationRemakesNoTimer)
     harness.store.setItem("autodialtimer", "6");
     start();
     notify(Notification().item("autodialtimer", "6"));
-    EXPECT_EQ(harness.service().autoDialTimer().duration, 6000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(harness.service()).duration, 6000);
     EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
     EXPECT_EQ(log.count("autoDial duration = 6000"), 0);
 }
@@ -190,13 +191,13 @@ TEST_F(ConfigurationChange, AutoDialTimerNewDurationRemakesTheTimer)
 {
     harness.store.setItem("autodialtimer", "6");
     auto& service = start();
-    const int oldTimer = service.autoDialTimer().timerID;
+    const int oldTimer = DigitAnalysisServiceTestAccess::autoDialTimer(service).timerID;
 
     notify(Notification().item("autodialtimer", "8"));
 
-    EXPECT_EQ(service.autoDialTimer().duration, 8000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 8000);
     EXPECT_TRUE(log.contains("autoDial duration = 8000", 5));
-    const int newTimer = service.autoDialTimer().timerID;
+    const int newTimer = DigitAnalysisServiceTestAccess::autoDialTimer(service).timerID;
     EXPECT_NE(newTimer, oldTimer);
     EXPECT_THAT(harness.context.timerOperations(),
                 ElementsAre("create " + std::to_string(newTimer) + " 8000", "delete " + std::to_string(oldTimer)));
@@ -208,7 +209,7 @@ TEST_F(ConfigurationChange, AutoDialTimerEmptyValueIsIgnored)
     harness.store.setItem("autodialtimer", "6");
     start();
     notify(Notification().item("autodialtimer", ""));
-    EXPECT_EQ(harness.service().autoDialTimer().duration, 6000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(harness.service()).duration, 6000);
     EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
 }
 
@@ -216,7 +217,7 @@ TEST_F(ConfigurationChange, AutoDialTimerZeroSetsZeroMilliseconds)
 {
     start();
     notify(Notification().item("autodialtimer", "0"));
-    EXPECT_EQ(harness.service().autoDialTimer().duration, 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(harness.service()).duration, 0);
     EXPECT_TRUE(log.contains("autoDial duration = 0", 5));
 }
 
@@ -225,18 +226,18 @@ TEST_F(ConfigurationChange, AutoDialTimerThatCannotBeRemadeIsLoggedAndKeepsTheDu
     start();
     harness.context.failNextTimerCreations(1);
     notify(Notification().item("autodialtimer", "9"));
-    EXPECT_EQ(harness.service().autoDialTimer().duration, 9000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(harness.service()).duration, 9000);
     EXPECT_TRUE(log.contains("Could not create a new Auto Dial (aka interDigit) Timer.", 2));
 }
 
 TEST_F(ConfigurationChange, InitialDigitTimerNewDurationRemakesTheTimer)
 {
     auto& service = start();
-    const int oldTimer = service.initialDigitTimer().timerID;
+    const int oldTimer = DigitAnalysisServiceTestAccess::initialDigitTimer(service).timerID;
     notify(Notification().item("initial-digit-timer", "45"));
-    EXPECT_EQ(service.initialDigitTimer().duration, 45000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, 45000);
     EXPECT_TRUE(log.contains("duration = 45000", 5));
-    const int newTimer = service.initialDigitTimer().timerID;
+    const int newTimer = DigitAnalysisServiceTestAccess::initialDigitTimer(service).timerID;
     EXPECT_THAT(harness.context.timerOperations(),
                 ElementsAre("create " + std::to_string(newTimer) + " 45000", "delete " + std::to_string(oldTimer)));
 }
@@ -246,7 +247,7 @@ TEST_F(ConfigurationChange, InitialDigitTimerUnchangedOrEmptyRemakesNoTimer)
     start();
     notify(Notification().item("initial-digit-timer", "30"));
     notify(Notification().item("initial-digit-timer", ""));
-    EXPECT_EQ(harness.service().initialDigitTimer().duration, 30000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(harness.service()).duration, 30000);
     EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
     EXPECT_FALSE(log.contains("duration = 30000"));
 }
@@ -256,7 +257,7 @@ TEST_F(ConfigurationChange, InitialDigitTimerThatCannotBeRemadeIsLogged)
     start();
     harness.context.failNextTimerCreations(1);
     notify(Notification().item("initial-digit-timer", "12"));
-    EXPECT_EQ(harness.service().initialDigitTimer().duration, 12000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(harness.service()).duration, 12000);
     EXPECT_TRUE(log.contains("Could not create a new Initial Digit Timer.", 2));
 }
 
@@ -264,7 +265,7 @@ TEST_F(ConfigurationChange, TimerValueThatIsNotANumberGivesZero)
 {
     start();
     notify(Notification().item("initial-digit-timer", "abc"));
-    EXPECT_EQ(harness.service().initialDigitTimer().duration, 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(harness.service()).duration, 0);
 }
 
 // ---- single items -----------------------------------------------------------------------
@@ -273,10 +274,10 @@ TEST_F(ConfigurationChange, EmergencyE164IsStoredAndAnEmptyValueClearsIt)
 {
     start();
     notify(Notification().item("emergency-e164", "+4989112"));
-    EXPECT_EQ(harness.service().emergencyE164(), "+4989112");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::emergencyE164(harness.service()), "+4989112");
     EXPECT_TRUE(log.contains("emergency e164 +4989112", 5));
     notify(Notification().item("emergency-e164", ""));
-    EXPECT_EQ(harness.service().emergencyE164(), "");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::emergencyE164(harness.service()), "");
     EXPECT_TRUE(log.contains("emergency e164 ", 5));
 }
 
@@ -284,10 +285,10 @@ TEST_F(ConfigurationChange, PhoneLockOnlyForExactlyTrue)
 {
     start();
     notify(Notification().item("phone-lock-active", "true"));
-    EXPECT_TRUE(harness.service().phoneLockActive());
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::phoneLockActive(harness.service()));
     EXPECT_TRUE(log.contains("phone lock true", 5));
     notify(Notification().item("phone-lock-active", "TRUE"));
-    EXPECT_FALSE(harness.service().phoneLockActive());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::phoneLockActive(harness.service()));
     EXPECT_TRUE(log.contains("phone lock TRUE", 5));
 }
 
@@ -295,45 +296,45 @@ TEST_F(ConfigurationChange, HotWarmPhoneTypeAndDigits)
 {
     start();
     notify(Notification().item("hot-line-warm-line", "2").item("hot-line-warm-line-digits", "4711"));
-    EXPECT_EQ(harness.service().hotWarmPhoneType(), 2);
-    EXPECT_EQ(harness.service().hotWarmPhoneDigits(), "4711");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneType(harness.service()), 2);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneDigits(harness.service()), "4711");
     EXPECT_TRUE(log.contains("hot warm phone type 2", 5));
     EXPECT_TRUE(log.contains("hot warm digits 4711", 5));
     notify(Notification().item("hot-line-warm-line", "warm"));
-    EXPECT_EQ(harness.service().hotWarmPhoneType(), 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneType(harness.service()), 0);
 }
 
 TEST_F(ConfigurationChange, DialPlanSwitches)
 {
     auto& service = start();
     notify(Notification().item("dial-plan-enabled", "true").item("hot-keypad-dialling", "true"));
-    EXPECT_TRUE(service.getDialPlan()->getEnabled());
-    EXPECT_TRUE(service.getDialPlan()->getImmediateDiallingEnabled());
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getEnabled());
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getImmediateDiallingEnabled());
     EXPECT_TRUE(log.contains("dial plan enabled = true", 5));
     EXPECT_TRUE(log.contains("immediate dialling = true", 5));
     notify(Notification().item("dial-plan-enabled", "yes").item("hot-keypad-dialling", "True"));
-    EXPECT_FALSE(service.getDialPlan()->getEnabled());
-    EXPECT_FALSE(service.getDialPlan()->getImmediateDiallingEnabled());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getEnabled());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getImmediateDiallingEnabled());
 }
 
 TEST_F(ConfigurationChange, FacPrefixNumbersReplaceTheList)
 {
     start();
     notify(Notification().item("fac-prefix-numbers", "*7,#8"));
-    EXPECT_THAT(harness.service().facPrefixes(), ElementsAre("*7", "#8"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(harness.service()), ElementsAre("*7", "#8"));
     EXPECT_TRUE(log.contains("FAC prefix numbers = *7,#8", 5));
     notify(Notification().item("fac-prefix-numbers", ""));
-    EXPECT_THAT(harness.service().facPrefixes(), IsEmpty());
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(harness.service()), IsEmpty());
 }
 
 TEST_F(ConfigurationChange, ServerTypeSevenSetsTheFlagAndZeroSevenClearsIt)
 {
     start();
     notify(Notification().item("server-type", "7"));
-    EXPECT_TRUE(harness.service().ringCentralServer());
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::ringCentralServer(harness.service()));
     EXPECT_TRUE(log.contains("server-type = 7", 5));
     notify(Notification().item("server-type", "07"));
-    EXPECT_FALSE(harness.service().ringCentralServer());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::ringCentralServer(harness.service()));
     EXPECT_TRUE(log.contains("server-type = 07", 5));
 }
 
@@ -341,11 +342,11 @@ TEST_F(ConfigurationChange, UnknownKeysAreIgnored)
 {
     harness.setGermanCanonicalSettings();
     auto& service = start();
-    const auto settings = service.canonicalSettings();
+    const auto settings = DigitAnalysisServiceTestAccess::canonicalSettings(service);
     notify(Notification().item("no-such-item", "7").item("software-type", "Valtrek NRX").item("Server-Type", "7"));
-    EXPECT_EQ(service.canonicalSettings(), settings);
-    EXPECT_FALSE(service.ringCentralServer());
-    EXPECT_EQ(service.getSoftwareType(), 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(service), settings);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::ringCentralServer(service));
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getSoftwareType(service), 0);
     EXPECT_THAT(harness.context.timerOperations(), IsEmpty());
     EXPECT_THAT(log.texts(5), ElementsAre("manageableDataChanged", "other no-such-item", "other software-type",
                                           "other Server-Type"));
@@ -358,7 +359,7 @@ protected:
     // Stores a one-entry plan "stored-plan" and then changes the plan held in memory.
     void storePlanThenChangeIt()
     {
-        DialPlan* plan = start().getDialPlan();
+        DialPlan* plan = DigitAnalysisServiceTestAccess::getDialPlan(start());
         plan->setIdentity("stored-plan");
         plan->setEnabled(true);
         t_dialPlanEntry* entry = plan->getEntry(0);
@@ -378,7 +379,7 @@ TEST_F(DialPlanReload, BaseUserReReadsThePlanFromStorage)
 {
     storePlanThenChangeIt();
     notify(Notification().item("mobility-current-user", "base"));
-    DialPlan* plan = harness.service().getDialPlan();
+    DialPlan* plan = DigitAnalysisServiceTestAccess::getDialPlan(harness.service());
     EXPECT_TRUE(log.contains("mobility current user = base", 5));
     EXPECT_EQ(plan->getIdentity(), "stored-plan");
     ASSERT_EQ(plan->getNumberOfEntries(), 1);
@@ -393,17 +394,17 @@ TEST_F(DialPlanReload, OtherUsersChangeNothing)
     notify(Notification().item("mobility-current-user", "Base"));
     notify(Notification().item("mobility-current-user", "anna"));
     EXPECT_TRUE(log.contains("mobility current user = Base", 5));
-    EXPECT_EQ(harness.service().getDialPlan()->getIdentity(), "changed-in-memory");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(harness.service())->getIdentity(), "changed-in-memory");
     EXPECT_THAT(harness.das.requests(), IsEmpty());
 }
 
 TEST_F(DialPlanReload, BaseUserWithoutStoredPlanKeepsThePlan)
 {
     auto& service = start();
-    service.getDialPlan()->setIdentity("in-memory");
+    DigitAnalysisServiceTestAccess::getDialPlan(service)->setIdentity("in-memory");
     notify(Notification().item("mobility-current-user", "base"));
     EXPECT_TRUE(log.contains("no dial plan in database", 5));
-    EXPECT_EQ(service.getDialPlan()->getIdentity(), "in-memory");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(service)->getIdentity(), "in-memory");
 }
 
 // ---- management reads and writes --------------------------------------------------------
@@ -422,8 +423,8 @@ TEST_F(ConfigurationChange, SetDataLogsEachOptionAndPassesToTheDialPlan)
     EXPECT_THAT(std::vector<std::string>(texts.begin(), texts.begin() + 4),
                 ElementsAre("setData", "manageableDataChanged 2\n", "setData: option: dial-plan-enabled, value: true\n",
                             "setData: option: dial-plan-id, value: office\n"));
-    EXPECT_TRUE(service.getDialPlan()->getEnabled());
-    EXPECT_EQ(service.getDialPlan()->getIdentity(), "office");
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getEnabled());
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(service)->getIdentity(), "office");
 }
 
 TEST_F(ConfigurationChange, SetDataGivesTheDialPlansRefusal)
@@ -438,7 +439,7 @@ TEST_F(ConfigurationChange, SetDataGivesTheDialPlansRefusal)
 TEST_F(ConfigurationChange, GetDataLogsEachOptionAndLetsTheDialPlanFillIt)
 {
     auto& service = start();
-    service.getDialPlan()->setIdentity("office");
+    DigitAnalysisServiceTestAccess::getDialPlan(service)->setIdentity("office");
     ManageableData data;
     data.addRootId("dial-plan-enabled");
     data.addRootId("dial-plan-id");
@@ -469,12 +470,12 @@ TEST_F(ConfigurationChange, EveryKeyWithAnEmptyValue)
         notification.item(key, "");
     }
     notify(notification);
-    EXPECT_EQ(service.initialDigitTimer().duration, 30000);
-    EXPECT_EQ(service.autoDialTimer().duration, 6000);
-    EXPECT_EQ(service.emergencyE164(), "");
-    EXPECT_FALSE(service.phoneLockActive());
-    EXPECT_EQ(service.hotWarmPhoneType(), 0);
-    EXPECT_FALSE(service.ringCentralServer());
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, 30000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 6000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::emergencyE164(service), "");
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::phoneLockActive(service));
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneType(service), 0);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::ringCentralServer(service));
     EXPECT_EQ(setting("areaCode"), "89");
 }
 
@@ -482,10 +483,10 @@ TEST_F(ConfigurationChange, EmptyNotificationChangesNothing)
 {
     harness.setGermanCanonicalSettings();
     auto& service = start();
-    const auto settings = service.canonicalSettings();
+    const auto settings = DigitAnalysisServiceTestAccess::canonicalSettings(service);
     ManageableData empty;
     service.manageableDataChanged(empty);
-    EXPECT_EQ(service.canonicalSettings(), settings);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(service), settings);
     EXPECT_THAT(log.texts(), ElementsAre("manageableDataChanged"));
 }
 
@@ -498,8 +499,8 @@ TEST_F(ConfigurationChange, AThousandRootIds)
     notification.item("server-type", "7").item("autodialtimer", "5");
     notify(notification);
     EXPECT_EQ(log.count("other unknown-999"), 1);
-    EXPECT_TRUE(service.ringCentralServer());
-    EXPECT_EQ(service.autoDialTimer().duration, 5000);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::ringCentralServer(service));
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 5000);
     EXPECT_EQ(setting("areaCode"), "89");
     EXPECT_TRUE(service.isCanonicalDataValid());
 }
@@ -539,9 +540,9 @@ TEST_F(ConfigurationChange, HugeTimerValueDoesNotCrash)
     auto& service = start();
     notify(Notification().item("autodialtimer", "99999999999999999999999"));
     notify(Notification().item("initial-digit-timer", "-5"));
-    EXPECT_EQ(service.autoDialTimer().duration,
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration,
               static_cast<int>(static_cast<std::uint32_t>(9223372036854775807LL) * 1000u));
-    EXPECT_EQ(service.initialDigitTimer().duration, static_cast<int>(static_cast<std::uint32_t>(-5LL) * 1000u));
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, static_cast<int>(static_cast<std::uint32_t>(-5LL) * 1000u));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
@@ -74,7 +75,7 @@ TEST_F(ServiceConfiguration, ReadsTheCanonicalDialSettings)
     harness.setCanonicalSetting("expectDialNumber", "true");
     setAllDialForms();
     auto& service = harness.start();
-    const auto settings = service.canonicalSettings();
+    const auto settings = DigitAnalysisServiceTestAccess::canonicalSettings(service);
     EXPECT_EQ(settings.at("countryCode"), "49");
     EXPECT_EQ(settings.at("nationalPrefix"), "0");
     EXPECT_EQ(settings.at("areaCode"), "89");
@@ -100,7 +101,7 @@ TEST_F(ServiceConfiguration, ReadsTheCanonicalDialSettings)
 TEST_F(ServiceConfiguration, ExpectDialNumberIsTrueOnlyForExactlyTrue)
 {
     harness.setCanonicalSetting("expectDialNumber", "TRUE");
-    EXPECT_EQ(harness.start().canonicalSettings().at("expectDialNumber"), "false");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(harness.start()).at("expectDialNumber"), "false");
 }
 
 TEST_F(ServiceConfiguration, MissingDialFormItemsAreWrittenBackWithTheirDefaults)
@@ -148,12 +149,12 @@ TEST_F(ServiceConfiguration, ReinitialisingReadClearsItemsTheStoreNoLongerHolds)
     harness.setCanonicalSetting("dialNeedsAccessCode", "0");
     harness.setCanonicalSetting("dialNeedsIntGWcode", "1");
     service.loadData();  // refills the held document from the store
-    EXPECT_EQ(service.canonicalSettings().at("areaCode"), "89");  // a plain read keeps what is missing
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(service).at("areaCode"), "89");  // a plain read keeps what is missing
     log.clear();
     service.extractData(true);
     EXPECT_TRUE(log.contains("ExtractData, re-initialise ", 5));
-    EXPECT_EQ(service.canonicalSettings().at("countryCode"), "44");
-    EXPECT_EQ(service.canonicalSettings().at("areaCode"), "");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(service).at("countryCode"), "44");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(service).at("areaCode"), "");
 }
 
 TEST_F(ServiceConfiguration, LookUpRowsAreReadWithDuplicatesKeptAndNullRowsSkipped)
@@ -166,7 +167,7 @@ TEST_F(ServiceConfiguration, LookUpRowsAreReadWithDuplicatesKeptAndNullRowsSkipp
         "lookUp{localCode=\"600\"};"
         "lookUp{localCode=\"5\";internationalCode=\"+49895\"}}"));
     auto& service = harness.start();
-    const auto& lookup = service.localCodeLookup();
+    const auto& lookup = DigitAnalysisServiceTestAccess::localCodeLookup(service);
     ASSERT_EQ(lookup.size(), 3u);
     EXPECT_EQ(lookup.count("722"), 2u);
     EXPECT_EQ(lookup.count("600"), 0u);
@@ -204,8 +205,8 @@ TEST_F(ServiceConfiguration, TimerSecondsBecomeMilliseconds)
     harness.store.setItem("autodialtimer", "4");
     harness.store.setItem("initial-digit-timer", "12");
     auto& service = harness.start();
-    EXPECT_EQ(service.autoDialTimer().duration, 4000);
-    EXPECT_EQ(service.initialDigitTimer().duration, 12000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 4000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, 12000);
 }
 
 TEST_F(ServiceConfiguration, NonNumericTimerGivesZeroMilliseconds)
@@ -213,30 +214,30 @@ TEST_F(ServiceConfiguration, NonNumericTimerGivesZeroMilliseconds)
     harness.store.setItem("autodialtimer", "abc");
     harness.store.setItem("initial-digit-timer", "7x");
     auto& service = harness.start();
-    EXPECT_EQ(service.autoDialTimer().duration, 0);
-    EXPECT_EQ(service.initialDigitTimer().duration, 7000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, 7000);
 }
 
 TEST_F(ServiceConfiguration, TimerValueIsMultipliedInUnsigned32BitArithmetic)
 {
     harness.store.setItem("autodialtimer", "4294968");  // 4294968000 wraps to 704 in 32 bits
-    EXPECT_EQ(harness.start().autoDialTimer().duration, 704);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(harness.start()).duration, 704);
 }
 
 TEST_F(ServiceConfiguration, MissingTimerItemsKeepTheDefaults)
 {
     auto& service = harness.start();
-    EXPECT_EQ(service.autoDialTimer().duration, 6000);
-    EXPECT_EQ(service.initialDigitTimer().duration, 30000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 6000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, 30000);
 }
 
 TEST_F(ServiceConfiguration, PhoneLockIsActiveOnlyForExactlyTrue)
 {
     harness.store.setItem("phone-lock-active", "TRUE");
-    EXPECT_FALSE(harness.start().phoneLockActive());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::phoneLockActive(harness.start()));
     ServiceHarness locked;
     locked.store.setItem("phone-lock-active", "true");
-    EXPECT_TRUE(locked.start().phoneLockActive());
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::phoneLockActive(locked.start()));
 }
 
 TEST_F(ServiceConfiguration, ReadsTheSingleItems)
@@ -245,9 +246,9 @@ TEST_F(ServiceConfiguration, ReadsTheSingleItems)
     harness.store.setItem("hot-line-warm-line", "2");
     harness.store.setItem("hot-line-warm-line-digits", "200");
     auto& service = harness.start();
-    EXPECT_EQ(service.emergencyE164(), "+4989112");
-    EXPECT_EQ(service.hotWarmPhoneType(), 2);
-    EXPECT_EQ(service.hotWarmPhoneDigits(), "200");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::emergencyE164(service), "+4989112");
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneType(service), 2);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneDigits(service), "200");
     for (const char* reader : {"extractEmergencyE164Data", "extractPhoneLockActiveData", "extractIntitialDigitTimerData",
                                "extractInterDigitTimerData", "extractHotWarmPhoneType", "extractHotWarmPhoneDigits",
                                "extractServerType"}) {
@@ -258,29 +259,29 @@ TEST_F(ServiceConfiguration, ReadsTheSingleItems)
 TEST_F(ServiceConfiguration, HotWarmTypeIsTheLeadingNumber)
 {
     harness.store.setItem("hot-line-warm-line", "1abc");
-    EXPECT_EQ(harness.start().hotWarmPhoneType(), 1);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::hotWarmPhoneType(harness.start()), 1);
 }
 
 TEST_F(ServiceConfiguration, ServerTypeIsLookedUpUnderTheFacPrefixKeySoAPlainStoreLeavesItClear)
 {
     harness.store.setItem("server-type", "7");
-    EXPECT_FALSE(harness.start().ringCentralServer());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::ringCentralServer(harness.start()));
 }
 
 TEST_F(ServiceConfiguration, ServerTypeFlagFollowsAFacPrefixNodeInTheServerTypeItem)
 {
     // A store that answers the "server-type" query with a node named like the FAC prefix item.
     harness.store.setItem("server-type", "fac-prefix-numbers", "7");
-    EXPECT_TRUE(harness.start().ringCentralServer());
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::ringCentralServer(harness.start()));
 }
 
 TEST_F(ServiceConfiguration, ResetUserDataOnlyLogs)
 {
     auto& service = harness.start();
-    const auto before = service.canonicalSettings();
+    const auto before = DigitAnalysisServiceTestAccess::canonicalSettings(service);
     service.resetUserData();
     EXPECT_TRUE(log.contains("resetUserData", 5));
-    EXPECT_EQ(service.canonicalSettings(), before);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::canonicalSettings(service), before);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "CallPartyIdentifier.h"
 #include "DialPlan.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ManageableData.h"
 #include "ScopedHardwareVariant.h"
 #include "ServiceHarness.h"
@@ -66,11 +67,11 @@ protected:
         harness.store.setItem("software-type", softwareType);
         service = &harness.start();
         service->setDialler(&harness.dialler);
-        initialDigit = service->initialDigitTimer().timerID;
-        autoDial = service->autoDialTimer().timerID;
-        partyDetails = service->partyDetailsTimer().timerID;
-        extendedInitialDigit = service->extendedInitialDigitTimer().timerID;
-        dialPlan = service->dialPlanTimer().timerID;
+        initialDigit = DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerID;
+        autoDial = DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerID;
+        partyDetails = DigitAnalysisServiceTestAccess::partyDetailsTimer(*service).timerID;
+        extendedInitialDigit = DigitAnalysisServiceTestAccess::extendedInitialDigitTimer(*service).timerID;
+        dialPlan = DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID;
         clearRecords();
     }
 
@@ -103,8 +104,8 @@ protected:
             item("spec-num-indic", entry.special);
             item("terminating-char-sent", entry.terminatorSent);
         }
-        ASSERT_TRUE(service->getDialPlan()->setData(data));
-        ASSERT_EQ(service->getDialPlan()->getEnabled(), enabled);
+        ASSERT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(*service)->setData(data));
+        ASSERT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(*service)->getEnabled(), enabled);
         clearRecords();
     }
 
@@ -191,7 +192,7 @@ TEST_F(DiallingSession, DigitsToADialPlanWaitThatExpires)
     service->startDialling("line1", &harness.dialler, false);
 
     EXPECT_THAT(dial("0"), IsDialResult(eMatchNone, ""));
-    const int threeSeconds = service->dialPlanTimer().timerID;
+    const int threeSeconds = DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID;
     EXPECT_THAT(dial("08"), IsDialResult(eMatchNone, ""));
     harness.context.advance(3000);
 
@@ -230,8 +231,8 @@ TEST_F(DiallingSession, EnabledPlanWithoutMatchingEntryLeavesItToTheInterDigitTi
     configurePlan({{"9", "S", "0"}});
     service->startDialling("line1", &harness.dialler, false);
     EXPECT_THAT(dial("12"), IsDialResult(eMatchNone, ""));
-    EXPECT_TRUE(service->autoDialTimer().timerRunning);
-    EXPECT_FALSE(service->dialPlanTimer().timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
 }
 
 TEST_F(DiallingSession, HashTerminatorSendsTheNumberWithoutIt)
@@ -241,7 +242,7 @@ TEST_F(DiallingSession, HashTerminatorSendsTheNumberWithoutIt)
     service->startDialling("line1", &harness.dialler, false);
 
     EXPECT_THAT(dial("1"), IsDialResult(eMatchNone, ""));
-    const int fiveSeconds = service->dialPlanTimer().timerID;
+    const int fiveSeconds = DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID;
     EXPECT_THAT(dial("12"), IsDialResult(eMatchNone, ""));
     EXPECT_THAT(dial("12#"), IsDialResult(eMatchFull, "12"));
 
@@ -377,9 +378,9 @@ TEST_F(DiallingSession, OffHookDiallingAfterOnHookDiallingIsNotOnHookAnyMore)
     service->startOnHookDialling(&harness.dialler);
     service->stopDialling(&harness.dialler);
     service->startDialling("line1", &harness.dialler, false);
-    EXPECT_FALSE(service->getDialPlan()->getOnhookDialling());
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::getDialPlan(*service)->getOnhookDialling());
     EXPECT_THAT(dial("0"), IsDialResult(eMatchNone, ""));
-    EXPECT_TRUE(service->dialPlanTimer().timerRunning) << "off-hook, the entry's wait applies";
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning) << "off-hook, the entry's wait applies";
 }
 
 TEST_F(DiallingSession, CallContextProviderThatAnswersGivesThePartyToTheDialler)
@@ -566,7 +567,7 @@ TEST_F(DiallingSession, CompleteDigitsAreSentAtOnce)
     service->startDialling("line1", &harness.dialler, false);
     dial("12");
     EXPECT_THAT(dial("123", true), IsDialResult(eMatchFull, "123"));
-    EXPECT_FALSE(service->autoDialTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
     EXPECT_EQ(latestDigits(), "");
     EXPECT_TRUE(log.contains("return value = eMatchFull", 5));
 }
@@ -586,7 +587,7 @@ TEST_F(DiallingSession, EmergencyNumberIsSentAtOnceOnAnUnlockedPhone)
     service->startDialling("line1", &harness.dialler, false);
     dial("1");
     EXPECT_THAT(dial("110"), IsDialResult(eMatchFull, "110"));
-    EXPECT_FALSE(service->autoDialTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
     EXPECT_EQ(latestDigits(), "");
 }
 
@@ -597,10 +598,10 @@ TEST_F(DiallingSession, DialPlanWaitOfFourSecondsRemakesTheTimerAndKeepsTheDigit
     service->startDialling("line1", &harness.dialler, false);
     EXPECT_THAT(dial("0"), IsDialResult(eMatchNone, ""));
     EXPECT_EQ(latestDigits(), "0");
-    EXPECT_EQ(service->dialPlanTimer().duration, 4000);
-    EXPECT_EQ(harness.context.timerDuration(service->dialPlanTimer().timerID), 4000);
-    EXPECT_NE(service->dialPlanTimer().timerID, dialPlan);
-    EXPECT_TRUE(service->dialPlanTimer().timerRunning);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).duration, 4000);
+    EXPECT_EQ(harness.context.timerDuration(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID), 4000);
+    EXPECT_NE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID, dialPlan);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
 }
 
 TEST_F(DiallingSession, DialPlanWaitOfTheSameDurationKeepsTheTimer)
@@ -609,7 +610,7 @@ TEST_F(DiallingSession, DialPlanWaitOfTheSameDurationKeepsTheTimer)
     configurePlan({{"0", "S", "6"}});
     service->startDialling("line1", &harness.dialler, false);
     dial("0");
-    EXPECT_EQ(service->dialPlanTimer().timerID, dialPlan);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID, dialPlan);
     EXPECT_THAT(timerOperations(), ElementsAre(operation("reset", initialDigit), operation("start", initialDigit),
                                                operation("stop", initialDigit), operation("reset", dialPlan),
                                                operation("start", dialPlan)));
@@ -621,11 +622,11 @@ TEST_F(DiallingSession, DialPlanWaitEndsARunningInterDigitWait)
     configurePlan({{"01", "C", "2"}});
     service->startDialling("line1", &harness.dialler, false);
     dial("0");
-    ASSERT_TRUE(service->autoDialTimer().timerRunning);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
     dial("01");
-    EXPECT_FALSE(service->autoDialTimer().timerRunning);
-    EXPECT_TRUE(service->dialPlanTimer().timerRunning);
-    EXPECT_EQ(service->dialPlanTimer().duration, 2000);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).duration, 2000);
 }
 
 TEST_F(DiallingSession, FailedRemakeOfTheDialPlanTimerIsLoggedAndRetriedAtTheNextStop)
@@ -637,11 +638,11 @@ TEST_F(DiallingSession, FailedRemakeOfTheDialPlanTimerIsLoggedAndRetriedAtTheNex
     harness.context.failNextTimerCreations(1);
     dial("0");
     EXPECT_TRUE(log.contains("Could not update the value of the dial plan timer!", 2));
-    EXPECT_EQ(service->dialPlanTimer().timerID, dialPlan);
-    EXPECT_TRUE(service->dialPlanTimer().updatePending);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID, dialPlan);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).updatePending);
 
     dial("");
-    const int remade = service->dialPlanTimer().timerID;
+    const int remade = DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID;
     EXPECT_NE(remade, dialPlan);
     EXPECT_THAT(timerOperations(),
                 ElementsAre(operation("stop", initialDigit), "create-failed 3000", operation("reset", dialPlan),
@@ -656,9 +657,9 @@ TEST_F(DiallingSession, SendEndsTheDialPlanWait)
     configurePlan({{"0", "S", "3", "", "3"}});
     service->startDialling("line1", &harness.dialler, false);
     dial("0");
-    ASSERT_TRUE(service->dialPlanTimer().timerRunning);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
     EXPECT_THAT(dial("012"), IsDialResult(eMatchFull, "012"));
-    EXPECT_FALSE(service->dialPlanTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
 }
 
 TEST_F(DiallingSession, NoDecisionEndsTheDialPlanWaitAndWaitsForTheNextDigit)
@@ -667,10 +668,10 @@ TEST_F(DiallingSession, NoDecisionEndsTheDialPlanWaitAndWaitsForTheNextDigit)
     configurePlan({{"0", "C", "3"}});
     service->startDialling("line1", &harness.dialler, false);
     dial("0");
-    ASSERT_TRUE(service->dialPlanTimer().timerRunning);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
     EXPECT_THAT(dial("01"), IsDialResult(eMatchNone, ""));
-    EXPECT_FALSE(service->dialPlanTimer().timerRunning);
-    EXPECT_TRUE(service->autoDialTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
 }
 
 TEST_F(DiallingSession, EmergencyEntryOfTheDialPlanIsSentOnAnUnlockedPhone)
@@ -687,9 +688,9 @@ TEST_F(DiallingSession, LockBypassEntryOnAnUnlockedPhoneWaitsUnlessImmediateDial
     configurePlan({{"123", "S", "0", "", "", "", "b"}});
     service->startDialling("line1", &harness.dialler, false);
     EXPECT_THAT(dial("123"), IsDialResult(eMatchNone, ""));
-    EXPECT_TRUE(service->autoDialTimer().timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
 
-    service->getDialPlan()->setImmediateDiallingEnabled(true);
+    DigitAnalysisServiceTestAccess::getDialPlan(*service)->setImmediateDiallingEnabled(true);
     EXPECT_THAT(dial("123"), IsDialResult(eMatchFull, "123"));
 }
 
@@ -748,9 +749,9 @@ TEST_F(DiallingSession, StopDiallingEndsEveryWaitButTheDialPlanWait)
     service->startDialling("line1", &harness.dialler, false);
     dial("0");
     service->stopDialling(&harness.dialler);
-    EXPECT_FALSE(service->initialDigitTimer().timerRunning);
-    EXPECT_FALSE(service->autoDialTimer().timerRunning);
-    EXPECT_TRUE(service->dialPlanTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
     EXPECT_EQ(latestDigits(), "");
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1", "handleDialingStopped"));
 }
@@ -761,7 +762,7 @@ TEST_F(DiallingSession, StopDiallingWithoutObserverDoesNothing)
     service->startDialling("line1", &harness.dialler, false);
     service->stopDialling(nullptr);
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1"));
-    EXPECT_TRUE(service->initialDigitTimer().timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerRunning);
 }
 
 TEST_F(DiallingSession, StopDiallingWithoutDiallerIsLoggedWithItsOwnSpelling)
@@ -828,7 +829,7 @@ protected:
         harness.setCanonicalSetting("emergencyNumber", "112,110");
         harness.store.setItem("phone-lock-active", "true");
         startService();
-        ASSERT_TRUE(service->phoneLockActive());
+        ASSERT_TRUE(DigitAnalysisServiceTestAccess::phoneLockActive(*service));
     }
 };
 
@@ -861,7 +862,7 @@ TEST_F(LockedPhone, LockBypassEntryWithAWaitIsSentAtTheDialPlanExpiry)
     service->startDialling("line1", &harness.dialler, false);
     EXPECT_THAT(dial("0"), IsDialResult(eMatchNone, ""));
     EXPECT_EQ(latestDigits(), "0");
-    EXPECT_EQ(service->dialPlanTimer().duration, 3000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).duration, 3000);
     harness.context.advance(3000);
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1", "handleInterDigitTimeout 0"));
 }
@@ -873,8 +874,8 @@ TEST_F(LockedPhone, OtherDigitsAreEmptied)
     service->startDialling("line1", &harness.dialler, false);
     EXPECT_THAT(dial("555"), IsDialResult(eMatchNone, ""));
     EXPECT_EQ(latestDigits(), "");
-    EXPECT_FALSE(service->autoDialTimer().timerRunning);
-    EXPECT_FALSE(service->dialPlanTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning);
 }
 
 TEST_F(LockedPhone, OrdinaryDialPlanEntriesDoNotUnlock)
@@ -939,7 +940,7 @@ TEST_F(LockedPhone, InterDigitExpiryOfALockBypassNumberIsDelivered)
     configurePlan({{"0", "S", "3", "", "5", "", "b"}}, false);
     service->startDialling("line1", &harness.dialler, false);
     dial("0123");
-    ASSERT_TRUE(service->autoDialTimer().timerRunning);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
     lockPhone();
     harness.context.advance(6000);
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1", "handleInterDigitTimeout 0123"));

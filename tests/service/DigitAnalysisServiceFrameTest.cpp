@@ -5,6 +5,7 @@
 
 #include "DialPlan.h"
 #include "DigitAnalysisServicePlugin.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ScopedHardwareVariant.h"
 #include "ServiceHarness.h"
 
@@ -41,20 +42,20 @@ TEST_F(ServiceFrame, ConstructionLogsAndBecomesTheInstance)
 TEST_F(ServiceFrame, ConstructionSetsTheTimerDurationsAndNoTimers)
 {
     auto& service = harness.create();
-    EXPECT_EQ(service.initialDigitTimer().duration, 30000);
-    EXPECT_EQ(service.autoDialTimer().duration, 6000);
-    EXPECT_EQ(service.partyDetailsTimer().duration, 250);
-    EXPECT_EQ(service.extendedInitialDigitTimer().duration, 120000);
-    EXPECT_EQ(service.dialPlanTimer().duration, 6000);
-    for (const TimerDetails* timer : {&service.initialDigitTimer(), &service.autoDialTimer(),
-                                      &service.partyDetailsTimer(), &service.extendedInitialDigitTimer(),
-                                      &service.dialPlanTimer()}) {
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).duration, 30000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(service).duration, 6000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::partyDetailsTimer(service).duration, 250);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::extendedInitialDigitTimer(service).duration, 120000);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(service).duration, 6000);
+    for (const TimerDetails* timer : {&DigitAnalysisServiceTestAccess::initialDigitTimer(service), &DigitAnalysisServiceTestAccess::autoDialTimer(service),
+                                      &DigitAnalysisServiceTestAccess::partyDetailsTimer(service), &DigitAnalysisServiceTestAccess::extendedInitialDigitTimer(service),
+                                      &DigitAnalysisServiceTestAccess::dialPlanTimer(service)}) {
         EXPECT_EQ(timer->timerID, -1);
         EXPECT_FALSE(timer->timerRunning);
         EXPECT_FALSE(timer->updatePending);
     }
-    EXPECT_EQ(service.getSoftwareType(), 0);
-    EXPECT_EQ(service.getDialPlan(), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getSoftwareType(service), 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(service), nullptr);
     EXPECT_EQ(log.count("initTimerDetails"), 5);
 }
 
@@ -83,11 +84,11 @@ TEST_F(ServiceFrame, ConstructionReadsTheHardwareVariant)
 TEST_F(ServiceFrame, DestructionDeletesEveryCreatedTimerInOrder)
 {
     auto& service = harness.start();
-    const int initial = service.initialDigitTimer().timerID;
-    const int party = service.partyDetailsTimer().timerID;
-    const int autoDial = service.autoDialTimer().timerID;
-    const int dialPlan = service.dialPlanTimer().timerID;
-    const int extended = service.extendedInitialDigitTimer().timerID;
+    const int initial = DigitAnalysisServiceTestAccess::initialDigitTimer(service).timerID;
+    const int party = DigitAnalysisServiceTestAccess::partyDetailsTimer(service).timerID;
+    const int autoDial = DigitAnalysisServiceTestAccess::autoDialTimer(service).timerID;
+    const int dialPlan = DigitAnalysisServiceTestAccess::dialPlanTimer(service).timerID;
+    const int extended = DigitAnalysisServiceTestAccess::extendedInitialDigitTimer(service).timerID;
     harness.context.clearTimerOperations();
     harness.destroy();
     EXPECT_THAT(harness.context.timerOperations(),
@@ -115,9 +116,9 @@ TEST_F(ServiceFrame, RefusedTimersAreLoggedInCreationOrderAndInitCompletes)
     EXPECT_THAT(log.texts(2), ElementsAre("ERROR: Creating Initial Digit Timer.", "ERROR: Creating Party Details Timer.",
                                           "ERROR: Creating Auto Dial Timer.", "ERROR: Creating Dial Plan Timer.",
                                           "ERROR: Creating Extended Initial Digit Timer."));
-    EXPECT_EQ(service.initialDigitTimer().timerID, -1);
-    EXPECT_TRUE(service.initialDigitTimer().updatePending);
-    EXPECT_NE(service.getDialPlan(), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::initialDigitTimer(service).timerID, -1);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::initialDigitTimer(service).updatePending);
+    EXPECT_NE(DigitAnalysisServiceTestAccess::getDialPlan(service), nullptr);
     EXPECT_EQ(harness.store.registrations().back(), "DigitAnalysisMgmtId");
 }
 
@@ -145,7 +146,7 @@ TEST_F(ServiceFrame, SoftwareTypeValues)
         ServiceHarness local;
         local.store.setItem("software-type", value);
         log.clear();
-        EXPECT_EQ(local.start().getSoftwareType(), expected) << value;
+        EXPECT_EQ(DigitAnalysisServiceTestAccess::getSoftwareType(local.start()), expected) << value;
         EXPECT_TRUE(log.contains("init software-type = " + std::to_string(expected) + " ", 5)) << value;
     }
 }
@@ -153,26 +154,26 @@ TEST_F(ServiceFrame, SoftwareTypeValues)
 TEST_F(ServiceFrame, UnknownSoftwareTypeLeavesZero)
 {
     harness.store.setItem("software-type", "Valtrek XYZ");
-    EXPECT_EQ(harness.start().getSoftwareType(), 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getSoftwareType(harness.start()), 0);
     EXPECT_TRUE(log.contains("init software-type = 0 ", 5));
 }
 
 TEST_F(ServiceFrame, MissingSoftwareTypeLeavesZero)
 {
-    EXPECT_EQ(harness.start().getSoftwareType(), 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getSoftwareType(harness.start()), 0);
     EXPECT_TRUE(log.contains("init software-type = 0 ", 5));
 }
 
 TEST_F(ServiceFrame, FindsItsPeersByInterfaceName)
 {
     auto& service = harness.start();
-    EXPECT_EQ(service.localMgmt(), &harness.store);
-    EXPECT_EQ(service.dataAccessService(), &harness.das);
-    EXPECT_EQ(service.teamService(), &harness.team);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::localMgmt(service), &harness.store);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dataAccessService(service), &harness.das);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::teamService(service), &harness.team);
     // The media control service is looked up only when dial tone is first needed.
-    EXPECT_EQ(service.mediaControlService(), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::mediaControlService(service), nullptr);
     EXPECT_TRUE(service.findMCS());
-    EXPECT_EQ(service.mediaControlService(), &harness.media);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::mediaControlService(service), &harness.media);
     EXPECT_TRUE(log.contains("findMCS", 5));
     EXPECT_TRUE(log.contains("findTeamService", 5));
 }
@@ -182,8 +183,8 @@ TEST_F(ServiceFrame, APeerOfTheWrongTypeIsStoredAsNull)
     harness.context.registerExecutable("TeamServiceIfc", &harness.media);
     harness.context.registerExecutable("DataAccessServiceIfc", &harness.team);
     auto& service = harness.start();
-    EXPECT_EQ(service.teamService(), nullptr);
-    EXPECT_EQ(service.dataAccessService(), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::teamService(service), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dataAccessService(service), nullptr);
     EXPECT_TRUE(log.contains("Cannot find DataAccessServiceIfc", 2));
     EXPECT_FALSE(service.findTeamService());
 }
@@ -193,8 +194,8 @@ TEST_F(ServiceFrame, MissingDataAccessServiceIsLoggedAndThePlanIsEmpty)
     harness.context.unregisterExecutable("DataAccessServiceIfc");
     auto& service = harness.start();
     EXPECT_TRUE(log.contains("Cannot find DataAccessServiceIfc", 2));
-    ASSERT_NE(service.getDialPlan(), nullptr);
-    EXPECT_EQ(service.getDialPlan()->getNumberOfEntries(), 0);
+    ASSERT_NE(DigitAnalysisServiceTestAccess::getDialPlan(service), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(service)->getNumberOfEntries(), 0);
     EXPECT_TRUE(log.contains("no dial plan in database", 5));
 }
 
@@ -202,9 +203,9 @@ TEST_F(ServiceFrame, UnreadableDialPlanOverviewLeavesAnEmptyPlan)
 {
     harness.das.setReadResponse("DialPlanOverview", "<nothing/>");
     auto& service = harness.start();
-    ASSERT_NE(service.getDialPlan(), nullptr);
-    EXPECT_EQ(service.getDialPlan()->getNumberOfEntries(), 0);
-    EXPECT_FALSE(service.getDialPlan()->getEnabled());
+    ASSERT_NE(DigitAnalysisServiceTestAccess::getDialPlan(service), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(service)->getNumberOfEntries(), 0);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getEnabled());
     EXPECT_TRUE(log.contains("no dial plan in database", 5));
 }
 
@@ -226,7 +227,7 @@ TEST_F(ServiceFrame, InitLoadsAPlanStoredEarlier)
     plan.populate("dialPlanSettings", "dialPlanEntry[1]/action", "S");
     plan.populate("dialPlanSettings", "dialPlanEntry[1]/timer", "0");
     plan.populate("dialPlanSettings", "dialPlanEntry[1]/spec-num-indic", "E");
-    ASSERT_TRUE(harness.start().getDialPlan()->setData(plan));
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(harness.start())->setData(plan));
     harness.destroy();
     harness.das.clearRequests();
     log.clear();
@@ -236,7 +237,7 @@ TEST_F(ServiceFrame, InitLoadsAPlanStoredEarlier)
     ASSERT_EQ(requests.size(), 2u);
     EXPECT_NE(requests[0].find("DialPlanOverview"), std::string::npos);
     EXPECT_NE(requests[1].find("<Schema name=\"DialPlanEntries\"><ReasonForMessage>ReadRequest"), std::string::npos);
-    DialPlan* dialPlan = restarted.getDialPlan();
+    DialPlan* dialPlan = DigitAnalysisServiceTestAccess::getDialPlan(restarted);
     ASSERT_NE(dialPlan, nullptr);
     EXPECT_TRUE(dialPlan->getEnabled());
     EXPECT_EQ(dialPlan->getIdentity(), "DE-1");
@@ -260,8 +261,8 @@ TEST_F(ServiceFrame, WithoutAConfigurationStoreInitStillCompletes)
     ServiceHarness bare(false);
     log.clear();
     auto& service = bare.start();
-    EXPECT_EQ(service.localMgmt(), nullptr);
-    EXPECT_EQ(service.getSoftwareType(), 0);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::localMgmt(service), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::getSoftwareType(service), 0);
     EXPECT_TRUE(log.contains("loadData", 5));
     EXPECT_TRUE(log.contains("extractIntitialDigitTimerData", 5));
     EXPECT_TRUE(log.contains("extractInterDigitTimerData", 5));

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "CallPartyIdentifier.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
@@ -176,7 +177,7 @@ TEST_F(HotWarmFixture, HotPhoneWithoutProviderPlacesTheHotCallInsteadOfStartingD
     service->startDialling(kLine, &harness.dialler, false);
     EXPECT_THAT(harness.dialler.calls(), ElementsAre("handleInterDigitTimeout 7777"));
     EXPECT_THAT(toneRequests(), IsEmpty()) << "a hot call plays no dial tone";
-    EXPECT_FALSE(service->initialDigitTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerRunning);
     EXPECT_TRUE(log.contains("makeHotCall", 5));
 }
 
@@ -187,7 +188,7 @@ TEST_F(HotWarmFixture, HotPhoneOnAFollowOnCallStartsNormalDialling)
     service->startDialling(kLine, &harness.dialler, true);
     EXPECT_THAT(harness.dialler.calls(), ElementsAre("handleDialingStarted line1"));
     EXPECT_THAT(toneRequests(), ElementsAre(kPlayDialTone));
-    EXPECT_TRUE(service->initialDigitTimer().timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerRunning);
 }
 
 TEST_F(HotWarmFixture, PartyDetailsFromTheProviderSkipTheHotWarmDecision)
@@ -234,7 +235,7 @@ TEST_F(HotWarmFixture, DigitDialledFirstReplacesTheWarmDestination)
     std::string digits = "3";
     service->dialString(&digits, false, &harness.dialler);
     EXPECT_EQ(latestDigits(), "3");
-    EXPECT_FALSE(service->initialDigitTimer().timerRunning);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerRunning);
 }
 
 TEST_F(HotWarmFixture, WarmCallEndsTheInterDigitWaitAndRestartsTheInitialDigitWait)
@@ -243,13 +244,13 @@ TEST_F(HotWarmFixture, WarmCallEndsTheInterDigitWaitAndRestartsTheInitialDigitWa
     service->startDialling(kLine, &harness.dialler, false);
     std::string digits = "3";
     service->dialString(&digits, false, &harness.dialler);
-    ASSERT_TRUE(service->autoDialTimer().timerRunning);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
     harness.context.clearTimerOperations();
     harness.dialler.clear();
 
     service->makeWarmCall("5555", "line2", CallPartyIdentifier());
-    const int autoDial = service->autoDialTimer().timerID;
-    const int initialDigit = service->initialDigitTimer().timerID;
+    const int autoDial = DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerID;
+    const int initialDigit = DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerID;
     EXPECT_THAT(harness.context.timerOperations(),
                 ElementsAre("stop " + std::to_string(autoDial), "reset " + std::to_string(initialDigit),
                             "start " + std::to_string(initialDigit)));
@@ -266,7 +267,7 @@ protected:
         harness.setCanonicalSetting("emergencyNumber", "112,110");
         harness.store.setItem("phone-lock-active", "true");
         startService();
-        ASSERT_TRUE(service->phoneLockActive());
+        ASSERT_TRUE(DigitAnalysisServiceTestAccess::phoneLockActive(*service));
     }
 };
 
@@ -343,9 +344,9 @@ TEST_F(HotWarmFixture, StoppingDialToneThatIsNotPlayingSendsNothingButCancelsThe
 TEST_F(HotWarmFixture, MediaControlServiceIsLookedUpAtTheFirstDialTone)
 {
     startService();
-    EXPECT_EQ(service->mediaControlService(), nullptr);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::mediaControlService(*service), nullptr);
     service->playDialTone();
-    EXPECT_EQ(service->mediaControlService(), &harness.media);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::mediaControlService(*service), &harness.media);
     EXPECT_TRUE(log.contains("findMCS", 5));
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "DialPlan.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ServiceHarness.h"
 
 using ::testing::ElementsAre;
@@ -15,7 +16,7 @@ namespace {
 // "b" (lock bypass) or not at all, and lists its special numbers.
 void useDialPlan(DigitAnalysisService& service, const std::vector<std::pair<std::string, std::string>>& entries)
 {
-    DialPlan* plan = service.getDialPlan();
+    DialPlan* plan = DigitAnalysisServiceTestAccess::getDialPlan(service);
     ASSERT_NE(plan, nullptr);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         t_dialPlanEntry& entry = *plan->getEntry(static_cast<int>(i));
@@ -487,7 +488,7 @@ TEST_F(EmergencyNumbers, NoEmergencyDigitsWithoutAnyList)
 
 TEST_F(DigitStrings, LockBypassIsFalseBeforeAnyDialPlanExists)
 {
-    ASSERT_EQ(service.getDialPlan(), nullptr);
+    ASSERT_EQ(DigitAnalysisServiceTestAccess::getDialPlan(service), nullptr);
     std::string number = "110";
     EXPECT_FALSE(service.isLockBypass(number));
 }
@@ -511,7 +512,7 @@ TEST_F(DigitStrings, EmergencyListWithoutADialPlanOrSettingsIsEmpty)
 TEST_F(DigitStrings, FacPrefixesAreSeparatedByBlanksAndCommas)
 {
     service.setFACPrefixes("*7, ,#8,, 55");
-    EXPECT_THAT(service.facPrefixes(), ElementsAre("*7", "#8", "55"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), ElementsAre("*7", "#8", "55"));
     EXPECT_TRUE(service.isFACPrefix("*72"));
     EXPECT_TRUE(service.isFACPrefix("55"));
     EXPECT_TRUE(service.isFACPrefix("#8"));
@@ -526,7 +527,7 @@ TEST_F(DigitStrings, AnEmptyFacPrefixValueEmptiesTheList)
     service.setFACPrefixes("*7");
     ASSERT_TRUE(service.isFACPrefix("*7"));
     service.setFACPrefixes("");
-    EXPECT_THAT(service.facPrefixes(), IsEmpty());
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), IsEmpty());
     EXPECT_FALSE(service.isFACPrefix("*7"));
     EXPECT_FALSE(service.isFACPrefix(""));
 }
@@ -535,7 +536,7 @@ TEST_F(DigitStrings, FacPrefixesReplaceThePreviousList)
 {
     service.setFACPrefixes("*7 *8");
     service.setFACPrefixes(",,#9,,");
-    EXPECT_THAT(service.facPrefixes(), ElementsAre("#9"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), ElementsAre("#9"));
     EXPECT_FALSE(service.isFACPrefix("*71"));
 }
 
@@ -549,7 +550,7 @@ TEST_F(FacPrefixConfiguration, AreReadFromTheConfigurationAtStartUp)
 {
     harness.store.setItem("fac-prefix-numbers", "*7 #8,55");
     auto& service = harness.start();
-    EXPECT_THAT(service.facPrefixes(), ElementsAre("*7", "#8", "55"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), ElementsAre("*7", "#8", "55"));
     EXPECT_TRUE(log.contains("extractFACPrefixNumbers", 5));
 }
 
@@ -558,7 +559,7 @@ TEST_F(FacPrefixConfiguration, AMissingItemLeavesTheListAsItWas)
     auto& service = harness.start();
     service.setFACPrefixes("*7");
     service.extractFACPrefixNumbers();
-    EXPECT_THAT(service.facPrefixes(), ElementsAre("*7"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), ElementsAre("*7"));
 }
 
 TEST_F(FacPrefixConfiguration, AreReadAgainOnRequest)
@@ -566,7 +567,7 @@ TEST_F(FacPrefixConfiguration, AreReadAgainOnRequest)
     auto& service = harness.start();
     harness.store.setItem("fac-prefix-numbers", "#31#");
     service.extractFACPrefixNumbers();
-    EXPECT_THAT(service.facPrefixes(), ElementsAre("#31#"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), ElementsAre("#31#"));
 }
 
 TEST_F(FacPrefixConfiguration, WithoutAConfigurationStoreNothingIsRead)
@@ -575,7 +576,7 @@ TEST_F(FacPrefixConfiguration, WithoutAConfigurationStoreNothingIsRead)
     auto& service = withoutStore.create();
     service.setFACPrefixes("*7");
     service.extractFACPrefixNumbers();
-    EXPECT_THAT(service.facPrefixes(), ElementsAre("*7"));
+    EXPECT_THAT(DigitAnalysisServiceTestAccess::facPrefixes(service), ElementsAre("*7"));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "DialPlan.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ServiceHarness.h"
 
 namespace {
@@ -144,7 +145,7 @@ TEST_F(RingCentralConversion, LettersAfterTheFirstDigitAreConverted)
 // Gives the dial plan one send entry for a fixed-length pattern, in on-hook mode.
 void useDialPlanEntry(DigitAnalysisService& service, const std::string& pattern)
 {
-    DialPlan* plan = service.getDialPlan();
+    DialPlan* plan = DigitAnalysisServiceTestAccess::getDialPlan(service);
     ASSERT_NE(plan, nullptr);
     t_dialPlanEntry& entry = *plan->getEntry(0);
     entry = t_dialPlanEntry();
@@ -166,7 +167,7 @@ TEST_F(RingCentralConversion, NumberTheDialPlanSendsIsLeftUnchanged)
     EXPECT_TRUE(log.contains("convertToDialableRingCentral() - no conversion as number has a dial plan match. "
                              "Output string is '5551234'.",
                              5));
-    EXPECT_FALSE(service.getDialPlan()->getOnhookDialling()) << "the dial plan is consulted in off-hook mode";
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::getDialPlan(service)->getOnhookDialling()) << "the dial plan is consulted in off-hook mode";
 }
 
 TEST_F(RingCentralConversion, NumberTheDialPlanOnlyPartlyMatchesIsConverted)

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -10,6 +12,7 @@
 
 #include "CallPartyIdentifier.h"
 #include "DialPlan.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ManageableData.h"
 #include "ScopedHardwareVariant.h"
 #include "ServiceHarness.h"
@@ -22,6 +25,23 @@ using ::testing::Not;
 namespace {
 
 std::string operation(const char* what, int timerId) { return std::string(what) + " " + std::to_string(timerId); }
+
+// Whether a client of the service could call the operation: false when it is private.
+template <typename Service, typename = void>
+struct ClientCanMakeTimer : std::false_type {};
+template <typename Service>
+struct ClientCanMakeTimer<Service, std::void_t<decltype(std::declval<Service&>().makeTimer(nullptr))>>
+    : std::true_type {};
+template <typename Service, typename = void>
+struct ClientCanBeginTimer : std::false_type {};
+template <typename Service>
+struct ClientCanBeginTimer<Service, std::void_t<decltype(std::declval<Service&>().beginTimer(nullptr))>>
+    : std::true_type {};
+template <typename Service, typename = void>
+struct ClientCanReadTimerRecord : std::false_type {};
+template <typename Service>
+struct ClientCanReadTimerRecord<Service, std::void_t<decltype(std::declval<const Service&>().autoDialTimer())>>
+    : std::true_type {};
 
 std::string pointerText(const void* pointer)
 {
@@ -60,11 +80,11 @@ protected:
     std::vector<std::string> timerOperations() const { return harness.context.timerOperations(); }
     std::vector<std::string> diallerCalls() const { return harness.dialler.calls(); }
 
-    int initialDigitId() const { return service->initialDigitTimer().timerID; }
-    int autoDialId() const { return service->autoDialTimer().timerID; }
-    int extendedId() const { return service->extendedInitialDigitTimer().timerID; }
-    int partyDetailsId() const { return service->partyDetailsTimer().timerID; }
-    int dialPlanId() const { return service->dialPlanTimer().timerID; }
+    int initialDigitId() const { return DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerID; }
+    int autoDialId() const { return DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerID; }
+    int extendedId() const { return DigitAnalysisServiceTestAccess::extendedInitialDigitTimer(*service).timerID; }
+    int partyDetailsId() const { return DigitAnalysisServiceTestAccess::partyDetailsTimer(*service).timerID; }
+    int dialPlanId() const { return DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID; }
 };
 
 // ----- The record operations, on a record of the test's own -------------------------------
@@ -73,7 +93,7 @@ TEST_F(DiallingTimers, InitTimerDetailsGivesARecordWithoutTimer)
 {
     startService();
     TimerDetails record{true, true, 7, 1};
-    service->initTimerDetails(&record, 1234);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1234);
     EXPECT_EQ(record.timerID, -1);
     EXPECT_EQ(record.duration, 1234);
     EXPECT_FALSE(record.timerRunning);
@@ -85,14 +105,14 @@ TEST_F(DiallingTimers, EveryRecordOperationLogsTheWholeRecord)
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
     const std::string at = pointerText(&record);
 
-    service->makeTimer(&record);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
     const std::string id = std::to_string(record.timerID);
-    service->beginTimer(&record);
-    service->endTimer(&record);
-    service->actionTimeout(&record, record.timerID);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
+    DigitAnalysisServiceTestAccess::endTimer(*service, &record);
+    DigitAnalysisServiceTestAccess::actionTimeout(*service, &record, record.timerID);
 
     EXPECT_TRUE(log.contains("makeTimer details = " + at +
                                  " (duration = 1000,  timerID = -1, timerRunning = 0, updatePending = 0)\n",
@@ -112,11 +132,11 @@ TEST_F(DiallingTimers, MakeTimerCreatesTheTimerAndReplacesAnOldOne)
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    ASSERT_TRUE(service->makeTimer(&record));
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::makeTimer(*service, &record));
     const int first = record.timerID;
     record.duration = 2000;
-    ASSERT_TRUE(service->makeTimer(&record));
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::makeTimer(*service, &record));
 
     EXPECT_THAT(timerOperations(), ElementsAre(operation("create", first) + " 1000",
                                                operation("create", record.timerID) + " 2000", operation("delete", first)));
@@ -128,21 +148,21 @@ TEST_F(DiallingTimers, MakeTimerOnARunningTimerOnlyMarksTheUpdateUntilItIsStoppe
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->makeTimer(&record);
-    service->beginTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
     const int old = record.timerID;
     harness.context.clearTimerOperations();
 
     record.duration = 2000;
-    EXPECT_TRUE(service->makeTimer(&record));
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::makeTimer(*service, &record));
     EXPECT_TRUE(record.updatePending);
     EXPECT_EQ(record.timerID, old);
     EXPECT_THAT(timerOperations(), IsEmpty());
     EXPECT_TRUE(harness.context.timerRunning(old));
     EXPECT_EQ(harness.context.timerDuration(old), 1000);
 
-    service->endTimer(&record);
+    DigitAnalysisServiceTestAccess::endTimer(*service, &record);
     EXPECT_THAT(timerOperations(), ElementsAre(operation("stop", old), operation("create", record.timerID) + " 2000",
                                                operation("delete", old)));
     EXPECT_FALSE(record.updatePending);
@@ -153,19 +173,19 @@ TEST_F(DiallingTimers, FailedCreationKeepsTheOldTimerAndIsRetriedAtTheNextStop)
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->makeTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
     const int old = record.timerID;
     harness.context.clearTimerOperations();
 
     harness.context.failNextTimerCreations(1);
     record.duration = 2000;
-    EXPECT_FALSE(service->makeTimer(&record));
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::makeTimer(*service, &record));
     EXPECT_EQ(record.timerID, old);
     EXPECT_TRUE(record.updatePending);
 
-    service->beginTimer(&record);
-    service->endTimer(&record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
+    DigitAnalysisServiceTestAccess::endTimer(*service, &record);
     EXPECT_THAT(timerOperations(),
                 ElementsAre("create-failed 2000", operation("reset", old), operation("start", old), operation("stop", old),
                             operation("create", record.timerID) + " 2000", operation("delete", old)));
@@ -177,14 +197,14 @@ TEST_F(DiallingTimers, BeginTimerResetsThenStartsAStoppedTimerAndOnlyResetsARunn
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->makeTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
     const int id = record.timerID;
     harness.context.clearTimerOperations();
 
-    service->beginTimer(&record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
     EXPECT_TRUE(record.timerRunning);
-    service->beginTimer(&record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
     EXPECT_THAT(timerOperations(), ElementsAre(operation("reset", id), operation("start", id), operation("reset", id)));
 }
 
@@ -192,8 +212,8 @@ TEST_F(DiallingTimers, BeginTimerNeverStartsARecordWithoutATimer)
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->beginTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
     EXPECT_FALSE(record.timerRunning);
     EXPECT_THAT(timerOperations(), IsEmpty());
 }
@@ -202,13 +222,13 @@ TEST_F(DiallingTimers, EndTimerStopsOnlyARunningTimer)
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->makeTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
     harness.context.clearTimerOperations();
-    service->endTimer(&record);
+    DigitAnalysisServiceTestAccess::endTimer(*service, &record);
     EXPECT_THAT(timerOperations(), IsEmpty());
-    service->beginTimer(&record);
-    service->endTimer(&record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
+    DigitAnalysisServiceTestAccess::endTimer(*service, &record);
     EXPECT_THAT(timerOperations(), Contains(operation("stop", record.timerID)));
     EXPECT_FALSE(harness.context.timerRunning(record.timerID));
 }
@@ -220,13 +240,13 @@ TEST_F(DiallingTimers, BeginTimerFollowsTheAutoDialRecordsPendingUpdateWhateverR
     harness.context.setTimerCreationFails(true);
     startService();
     harness.context.setTimerCreationFails(false);
-    ASSERT_TRUE(service->autoDialTimer().updatePending);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).updatePending);
 
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->makeTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
     harness.context.clearTimerOperations();
-    service->beginTimer(&record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
     EXPECT_THAT(timerOperations(), ElementsAre(operation("start", record.timerID)));
 }
 
@@ -243,8 +263,8 @@ TEST_F(DiallingTimers, TimersThatCouldNotBeCreatedAtInitAreCreatedWhenFirstBegun
     ASSERT_NE(created, -1);
     EXPECT_THAT(timerOperations(), ElementsAre(operation("create", partyDetailsId()) + " 250",
                                                operation("create", created) + " 30000", operation("start", created)));
-    EXPECT_EQ(service->autoDialTimer().timerID, -1);
-    EXPECT_TRUE(service->autoDialTimer().updatePending);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerID, -1);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).updatePending);
 
     harness.context.advance(30000);
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1", "handleInitialDigitTimeout "));
@@ -254,16 +274,16 @@ TEST_F(DiallingTimers, ActionTimeoutActsOnlyOnTheRunningTimerOfTheRecord)
 {
     startService();
     TimerDetails record;
-    service->initTimerDetails(&record, 1000);
-    service->makeTimer(&record);
-    service->beginTimer(&record);
+    DigitAnalysisServiceTestAccess::initTimerDetails(*service, &record, 1000);
+    DigitAnalysisServiceTestAccess::makeTimer(*service, &record);
+    DigitAnalysisServiceTestAccess::beginTimer(*service, &record);
 
-    EXPECT_TRUE(service->actionTimeout(&record, record.timerID));
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::actionTimeout(*service, &record, record.timerID));
     EXPECT_FALSE(record.timerRunning);
-    EXPECT_FALSE(service->actionTimeout(&record, record.timerID));
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::actionTimeout(*service, &record, record.timerID));
     EXPECT_FALSE(log.contains("actionTimeout - timeout from a timer that has been updated!\n"));
 
-    EXPECT_FALSE(service->actionTimeout(&record, record.timerID + 100));
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::actionTimeout(*service, &record, record.timerID + 100));
     EXPECT_TRUE(log.contains("actionTimeout - timeout from a timer that has been updated!\n", 5));
 }
 
@@ -319,7 +339,7 @@ TEST_F(DiallingTimers, AutoDialExpiryAfterStopDiallingIsIgnored)
     startService();
     service->startDialling("line1", &harness.dialler, false);
     dial("12");
-    ASSERT_TRUE(service->autoDialTimer().timerRunning);
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::autoDialTimer(*service).timerRunning);
     service->stopDialling(&harness.dialler);
     harness.dialler.clear();
     harness.context.deliverExpiry(autoDialId());
@@ -486,7 +506,7 @@ TEST_F(DiallingTimers, PartyDetailsExpiryStartsDiallingWithoutPartyDetails)
     EXPECT_TRUE(log.contains("dialPartyDetailsResponse, dialPartyDetailsValid: 0, isFollowOnCall: 0", 5));
     EXPECT_THAT(harness.provider.calls(), ElementsAre("getDialPartyDetails"));
     EXPECT_THAT(diallerCalls(), ElementsAre("handleDialingStarted line1"));
-    EXPECT_TRUE(service->initialDigitTimer().timerRunning);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::initialDigitTimer(*service).timerRunning);
 }
 
 TEST_F(DiallingTimers, PartyDetailsExpiryAfterTheAnswerIsIgnored)
@@ -519,8 +539,8 @@ protected:
         data.populate("dialPlanSettings", "dialPlanEntry[2]/digit-string", "2");
         data.populate("dialPlanSettings", "dialPlanEntry[2]/action", "S");
         data.populate("dialPlanSettings", "dialPlanEntry[2]/timer", "5");
-        ASSERT_TRUE(service->getDialPlan()->setData(data));
-        ASSERT_TRUE(service->getDialPlan()->getEnabled());
+        ASSERT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(*service)->setData(data));
+        ASSERT_TRUE(DigitAnalysisServiceTestAccess::getDialPlan(*service)->getEnabled());
     }
 };
 
@@ -574,14 +594,14 @@ TEST_F(DialPlanTimer, ChangedDurationWhileRunningTakesEffectAfterTheStopAndTheOl
     const int threeSeconds = dialPlanId();
     ASSERT_EQ(harness.context.timerDuration(threeSeconds), 3000);
     service->stopDialling(&harness.dialler);
-    ASSERT_TRUE(service->dialPlanTimer().timerRunning) << "stopDialling leaves the dial plan timer alone";
+    ASSERT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerRunning) << "stopDialling leaves the dial plan timer alone";
 
     service->startDialling("line1", &harness.dialler, false);
     harness.context.clearTimerOperations();
     dial("2");
-    EXPECT_EQ(service->dialPlanTimer().timerID, threeSeconds);
-    EXPECT_EQ(service->dialPlanTimer().duration, 5000);
-    EXPECT_TRUE(service->dialPlanTimer().updatePending);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).timerID, threeSeconds);
+    EXPECT_EQ(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).duration, 5000);
+    EXPECT_TRUE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).updatePending);
     EXPECT_EQ(harness.context.timerDuration(threeSeconds), 3000);
     EXPECT_THAT(timerOperations(), Contains(operation("reset", threeSeconds)));
     EXPECT_THAT(timerOperations(), Not(Contains(::testing::StartsWith("create"))));
@@ -591,7 +611,7 @@ TEST_F(DialPlanTimer, ChangedDurationWhileRunningTakesEffectAfterTheStopAndTheOl
     EXPECT_NE(fiveSeconds, threeSeconds);
     EXPECT_EQ(harness.context.timerDuration(fiveSeconds), 5000);
     EXPECT_FALSE(harness.context.timerExists(threeSeconds));
-    EXPECT_FALSE(service->dialPlanTimer().updatePending);
+    EXPECT_FALSE(DigitAnalysisServiceTestAccess::dialPlanTimer(*service).updatePending);
     EXPECT_THAT(diallerCalls(), Contains("handleInterDigitTimeout 2"));
 
     harness.dialler.clear();
@@ -601,6 +621,16 @@ TEST_F(DialPlanTimer, ChangedDurationWhileRunningTakesEffectAfterTheStopAndTheOl
     EXPECT_TRUE(log.contains("timerEvent(timerId): Ignoring Dial Plan Time Out Event", 5));
     EXPECT_FALSE(log.contains("timerEvent(timerId): Invalid timer event."));
     EXPECT_THAT(diallerCalls(), IsEmpty());
+}
+
+// The timer records are the service's own bookkeeping: a client (the framework, a dialler)
+// drives timers only through the service's operations; the tests reach the records through
+// DigitAnalysisServiceTestAccess.
+TEST(DiallingTimerRecords, AreNotPartOfTheServicesPublicFace)
+{
+    EXPECT_FALSE(ClientCanMakeTimer<DigitAnalysisService>::value);
+    EXPECT_FALSE(ClientCanBeginTimer<DigitAnalysisService>::value);
+    EXPECT_FALSE(ClientCanReadTimerRecord<DigitAnalysisService>::value);
 }
 
 }  // namespace

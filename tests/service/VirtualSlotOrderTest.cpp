@@ -14,6 +14,7 @@
 #include "DigitAnalysisServiceEventProxy.h"
 #include "DigitAnalysisServiceIfc.h"
 #include "DigitAnalysisServiceInvoker.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "Executable.h"
 #include "MgmtAgentIfc.h"
 #include "VirtualSlot.h"
@@ -151,7 +152,7 @@ TEST(DigitAnalysisServiceSlots, WorkersBehindTheInterfaceAreNotVirtual)
     EXPECT_EQ(kNotVirtual, slotOf(static_cast<void (DAS::*)()>(&DAS::stopDialling)));
     EXPECT_EQ(kNotVirtual, slotOf(static_cast<int (DAS::*)(string*, bool)>(&DAS::dialString)));
     EXPECT_EQ(kNotVirtual, slotOf(&DAS::findMCS));
-    EXPECT_EQ(kNotVirtual, slotOf(&DAS::makeTimer));
+    EXPECT_EQ(kNotVirtual, slotOf(DigitAnalysisServiceTestAccess::makeTimerMember()));
 }
 
 TEST(ThreadableSlots, DestructorsThenRunPriorityAndType)
