@@ -17,6 +17,7 @@
 #include "DaemonProcess.h"
 #include "DasClient.h"
 #include "Framing.h"
+#include "ProgramRun.h"
 #include "ScratchDirectory.h"
 #include "UnixSocket.h"
 
@@ -83,24 +84,6 @@ private:
     FrameDecoder m_decoder;
 };
 
-struct ProgramRun {
-    std::string output;
-    int status = -1;
-};
-
-ProgramRun run(const std::string& command)
-{
-    ProgramRun result;
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return result;
-    char buffer[4096];
-    std::size_t count = 0;
-    while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, count);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return result;
-}
-
 class HostDaemonInput : public ::testing::Test {
 protected:
     ScratchDirectory scratch{"dasd-input-test"};
@@ -111,7 +94,7 @@ protected:
 
     ProgramRun dasctl(const std::string& arguments)
     {
-        return run(std::string(DASCTL_PATH) + " --socket " + daemon.socket() + " " + arguments);
+        return runCommand(std::string(DASCTL_PATH) + " --socket " + daemon.socket() + " " + arguments + " 2>&1");
     }
 
     // The daemon still serves: a new client's request is answered.

@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include "DaemonProcess.h"
+#include "ProgramRun.h"
 #include "ScratchDirectory.h"
 #include "DasClient.h"
 #include "ForeignServer.h"
@@ -41,18 +42,6 @@ std::string readFile(const std::string& path)
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-// Standard output and error of a shell command, and its exit status.
-std::pair<std::string, int> run(const std::string& command)
-{
-    std::string output;
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return {output, -1};
-    std::array<char, 4096> buffer{};
-    while (fgets(buffer.data(), static_cast<int>(buffer.size()), pipe) != nullptr) output += buffer.data();
-    const int status = pclose(pipe);
-    return {output, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
-}
 
 class HostSecurity : public ::testing::Test {
 protected:
@@ -204,7 +193,7 @@ TEST_F(HostSecurity, WithoutAPrivatePlaceForTheSocketAPathMustBeGiven)
     EXPECT_EQ(readFile(daemon.log()), "dasd: " + noDefaultSocketMessage() + "\n");
     EXPECT_EQ(std::filesystem::exists(shared), sharedExisted);
 
-    const auto [output, status] = run(std::string(DASCTL_PATH) + " send isfacprefixrequest:1");
+    const auto [output, status] = runCommand(std::string(DASCTL_PATH) + " send isfacprefixrequest:1 2>&1");
     EXPECT_EQ(output, "dasctl: " + noDefaultSocketMessage() + "\n");
     EXPECT_EQ(status, 1);
 }
@@ -219,7 +208,7 @@ TEST_F(HostSecurity, DasctlRefusesASocketServedByAnotherUser)
     ForeignServer squatter(shared + "/dasd.sock");
     ASSERT_TRUE(squatter.listening());
 
-    const auto [output, status] = run(std::string(DASCTL_PATH) + " --socket " + shared + "/dasd.sock send isfacprefixrequest:1");
+    const auto [output, status] = runCommand(std::string(DASCTL_PATH) + " --socket " + shared + "/dasd.sock send isfacprefixrequest:1 2>&1");
     EXPECT_EQ(output, "dasctl: refusing the socket " + shared + "/dasd.sock: it is served by user id 65534, not by this user (" +
                           std::to_string(geteuid()) + ")\n");
     EXPECT_EQ(status, 1);

@@ -25,6 +25,7 @@
 #include <gtest/gtest.h>
 
 #include "DaemonProcess.h"
+#include "ProgramRun.h"
 #include "ScratchDirectory.h"
 #include "DasClient.h"
 #include "Framing.h"
@@ -34,16 +35,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string commandOutput(const std::string& command)
-{
-    std::string output;
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    if (!pipe) return output;
-    std::array<char, 4096> buffer{};
-    while (fgets(buffer.data(), static_cast<int>(buffer.size()), pipe.get()) != nullptr) output += buffer.data();
-    return output;
-}
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
@@ -60,7 +51,7 @@ protected:
 
     std::string dasctl(const std::string& arguments)
     {
-        return commandOutput(std::string(DASCTL_PATH) + " --socket " + daemon.socket() + " " + arguments + " 2>&1");
+        return runCommand(std::string(DASCTL_PATH) + " --socket " + daemon.socket() + " " + arguments + " 2>&1").output;
     }
 
     std::string planId()

@@ -15,6 +15,7 @@
 
 #include "DasClient.h"
 #include "Framing.h"
+#include "ProgramRun.h"
 #include "ScratchDirectory.h"
 #include "UnixSocket.h"
 
@@ -89,22 +90,9 @@ private:
     }
 };
 
-struct ProgramRun {
-    std::string output;
-    int status = -1;
-};
-
 ProgramRun dasctl(const std::string& socketPath, const std::string& arguments)
 {
-    ProgramRun result;
-    FILE* pipe = popen((std::string(DASCTL_PATH) + " --socket " + socketPath + " " + arguments + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return result;
-    char buffer[4096];
-    std::size_t count = 0;
-    while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, count);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return result;
+    return runCommand(std::string(DASCTL_PATH) + " --socket " + socketPath + " " + arguments + " 2>&1");
 }
 
 // The ClientError message of a management read answered with `result`.

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ProgramRun.h"
 #include "ScratchDirectory.h"
 
 namespace {
@@ -40,11 +41,9 @@ protected:
         const std::string errorsFile = directory + "/stderr";
         const std::string command = std::string(DAS_SIM_PATH) + " " + arguments + " 2>" + errorsFile;
         SimulatorRun run;
-        FILE* pipe = popen(command.c_str(), "r");
-        std::array<char, 4096> buffer{};
-        while (fgets(buffer.data(), static_cast<int>(buffer.size()), pipe) != nullptr) run.output += buffer.data();
-        const int status = pclose(pipe);
-        run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        const ProgramRun program = runCommand(command);
+        run.output = program.output;
+        run.status = program.status;
         std::ifstream errors(errorsFile);
         run.errors.assign(std::istreambuf_iterator<char>(errors), std::istreambuf_iterator<char>());
         return run;

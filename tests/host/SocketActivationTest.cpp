@@ -24,22 +24,13 @@
 
 #include <gtest/gtest.h>
 
+#include "ProgramRun.h"
 #include "ScratchDirectory.h"
 #include "UnixSocket.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string commandOutput(const std::string& command)
-{
-    std::string output;
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    if (!pipe) return output;
-    std::array<char, 4096> buffer{};
-    while (fgets(buffer.data(), static_cast<int>(buffer.size()), pipe.get()) != nullptr) output += buffer.data();
-    return output;
-}
 
 std::string fileText(const std::string& path)
 {
@@ -138,7 +129,7 @@ protected:
     std::string dasctl(const std::string& socketPath, const std::string& arguments)
     {
         // Bounded: a socket nobody accepts on would keep dasctl waiting.
-        return commandOutput("timeout 30 " + std::string(DASCTL_PATH) + " --socket " + socketPath + " " + arguments + " 2>&1");
+        return runCommand("timeout 30 " + std::string(DASCTL_PATH) + " --socket " + socketPath + " " + arguments + " 2>&1").output;
     }
 };
 

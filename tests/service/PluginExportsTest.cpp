@@ -15,6 +15,7 @@
 #include "DigitAnalysisServiceIfc.h"
 #include "Executable.h"
 #include "MgmtAgentIfc.h"
+#include "ProgramRun.h"
 
 namespace {
 
@@ -25,17 +26,6 @@ struct PluginHandle {
         if (handle != nullptr) dlclose(handle);
     }
 };
-
-// Runs a shell command and returns its standard output.
-std::string commandOutput(const std::string& command)
-{
-    std::string output;
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    if (!pipe) return output;
-    std::array<char, 512> buffer{};
-    while (fgets(buffer.data(), static_cast<int>(buffer.size()), pipe.get()) != nullptr) output += buffer.data();
-    return output;
-}
 
 }  // namespace
 
@@ -73,7 +63,7 @@ TEST(PluginExports, FactoriesCreateObjectsWithTheirInterfaces)
 TEST(PluginExports, DynamicSymbolTableHoldsOnlyTheFactoriesAndLoggerTexts)
 {
     const std::string defined =
-        commandOutput(std::string("nm -D --defined-only '") + DAS_PLUGIN_PATH + "' | awk '{print $3}'");
+        runCommand(std::string("nm -D --defined-only '") + DAS_PLUGIN_PATH + "' | awk '{print $3}'").output;
     ASSERT_FALSE(defined.empty());
     std::set<std::string> unexpected;
     std::size_t start = 0;
