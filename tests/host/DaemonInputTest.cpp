@@ -19,19 +19,12 @@
 #include "Framing.h"
 #include "ProgramRun.h"
 #include "ScratchDirectory.h"
+#include "TextFiles.h"
 #include "UnixSocket.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // `levels` objects nested under the member `key`, unclosed: the daemon must stop reading
 // long before the end.

@@ -26,20 +26,13 @@
 #include "DasClient.h"
 #include "Framing.h"
 #include "ScratchDirectory.h"
+#include "TextFiles.h"
 #include "UnixSocket.h"
 #include "Watchdog.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 std::size_t countLines(const std::string& text, const std::string& part)
 {

@@ -29,19 +29,12 @@
 #include "ForeignServer.h"
 #include "Framing.h"
 #include "ScopedEnvironment.h"
+#include "TextFiles.h"
 #include "UnixSocket.h"
 
 namespace {
 
 const std::string kFormat = "%n%s%x";
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path);
-    return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 class HostSecurity : public ::testing::Test {
 protected:

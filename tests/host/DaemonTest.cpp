@@ -30,13 +30,12 @@
 #include "DasClient.h"
 #include "Framing.h"
 #include "SqliteDataAccessService.h"
+#include "TextFiles.h"
 #include "UnixSocket.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 class HostDaemon : public ::testing::Test {
 protected:

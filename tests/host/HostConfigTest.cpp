@@ -14,16 +14,9 @@
 
 #include "HostConfig.h"
 #include "ScratchDirectory.h"
+#include "TextFiles.h"
 
 namespace {
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 // A file that exists for the test's lifetime, alone in a scratch directory of its own.
 class TemporaryFile {

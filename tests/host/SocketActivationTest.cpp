@@ -26,19 +26,12 @@
 
 #include "ProgramRun.h"
 #include "ScratchDirectory.h"
+#include "TextFiles.h"
 #include "UnixSocket.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string fileText(const std::string& path)
-{
-    std::ifstream in(path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // A listening socket as a socket unit makes it: bound to `path`, mode 0600, before any daemon runs.
 int serviceManagerSocket(const std::string& path)
@@ -116,7 +109,7 @@ protected:
     bool waitUntilServing()
     {
         for (int attempt = 0; attempt < 800; ++attempt) {
-            if (fileText(directory + "/dasd.log").find("serving on") != std::string::npos) return true;
+            if (readFile(directory + "/dasd.log").find("serving on") != std::string::npos) return true;
             if (waitpid(pid, nullptr, WNOHANG) == pid) {
                 pid = -1;
                 return false;
@@ -139,14 +132,14 @@ TEST_F(HostSocketActivation, ServesClientsOnThePassedSocketAndMakesNoneOfItsOwn)
 {
     const int passed = serviceManagerSocket(activatedSocket);
     startDaemon(passed, Announce::ForTheDaemon);
-    ASSERT_TRUE(waitUntilServing()) << fileText(directory + "/dasd.log");
+    ASSERT_TRUE(waitUntilServing()) << readFile(directory + "/dasd.log");
 
     const std::string replies =
         dasctl(activatedSocket, "--name dialler send set_dialler_request startdiallingrequest:2,0");
     EXPECT_NE(replies.find("reply \"set_dialler_response:,1\""), std::string::npos) << replies;
     EXPECT_NE(replies.find("event \"handledialingstartedevent:2\""), std::string::npos) << replies;
     EXPECT_FALSE(std::filesystem::exists(ownSocket));
-    EXPECT_NE(fileText(directory + "/dasd.log").find("serving on " + activatedSocket), std::string::npos);
+    EXPECT_NE(readFile(directory + "/dasd.log").find("serving on " + activatedSocket), std::string::npos);
     EXPECT_EQ(waitForExit(true), 0);
     close(passed);
 }
@@ -155,8 +148,8 @@ TEST_F(HostSocketActivation, LeavesThePassedSocketInPlaceWhenItStops)
 {
     const int passed = serviceManagerSocket(activatedSocket);
     startDaemon(passed, Announce::ForTheDaemon);
-    ASSERT_TRUE(waitUntilServing()) << fileText(directory + "/dasd.log");
-    ASSERT_NE(fileText(directory + "/dasd.log").find("serving on " + activatedSocket), std::string::npos);
+    ASSERT_TRUE(waitUntilServing()) << readFile(directory + "/dasd.log");
+    ASSERT_NE(readFile(directory + "/dasd.log").find("serving on " + activatedSocket), std::string::npos);
     ASSERT_EQ(waitForExit(true), 0);
 
     // The service manager still listens there: a client's connection is queued, which is
@@ -170,7 +163,7 @@ TEST_F(HostSocketActivation, IgnoresASocketAnnouncedForAnotherProcess)
 {
     const int passed = serviceManagerSocket(activatedSocket);
     startDaemon(passed, Announce::ForAnotherProcess);
-    ASSERT_TRUE(waitUntilServing()) << fileText(directory + "/dasd.log");
+    ASSERT_TRUE(waitUntilServing()) << readFile(directory + "/dasd.log");
 
     const std::string replies = dasctl(ownSocket, "--name dialler send set_dialler_request");
     EXPECT_NE(replies.find("reply \"set_dialler_response:,1\""), std::string::npos) << replies;
@@ -187,8 +180,8 @@ TEST_F(HostSocketActivation, RefusesToStartWhenThePassedDescriptorIsNoListeningS
     startDaemon(passed, Announce::ForTheDaemon);
 
     EXPECT_EQ(waitForExit(false), 1);
-    EXPECT_NE(fileText(directory + "/dasd.log").find("not a listening Unix domain stream socket"), std::string::npos)
-        << fileText(directory + "/dasd.log");
+    EXPECT_NE(readFile(directory + "/dasd.log").find("not a listening Unix domain stream socket"), std::string::npos)
+        << readFile(directory + "/dasd.log");
     EXPECT_FALSE(std::filesystem::exists(ownSocket));
     close(passed);
 }

@@ -17,11 +17,10 @@
 #include "ForeignServer.h"
 #include "ScopedEnvironment.h"
 #include "ScratchDirectory.h"
+#include "TextFiles.h"
 #include "UnixSocket.h"
 
 namespace {
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 std::string errorOf(const std::function<void()>& action)
 {

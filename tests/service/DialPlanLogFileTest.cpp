@@ -14,6 +14,7 @@
 #include "DialPlan.h"
 #include "DialPlanLoggerTexts.h"
 #include "ServiceHarness.h"
+#include "TextFiles.h"
 
 namespace {
 
@@ -26,14 +27,6 @@ const std::string kHeader = kHeaderStart + "2026-11-22  09:05:07" + kHeaderEnd;
 const std::string kEntryStart =
     "\n---------------------------------------------\n"
     "      Dial plan entry details:        \n";
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 bool fileExists(const std::string& path)
 {

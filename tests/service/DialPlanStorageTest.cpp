@@ -9,20 +9,11 @@
 #include "CapturingLogSink.h"
 #include "DialPlan.h"
 #include "ServiceHarness.h"
+#include "StorageMessages.h"
 
 namespace {
 
-const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
-
-std::string overviewMessage(const std::string& body)
-{
-    return kDeclaration + "<Schema name=\"DialPlanOverview\">" + body + "</Schema>";
-}
-
-std::string entriesMessage(const std::string& body)
-{
-    return kDeclaration + "<Schema name=\"DialPlanEntries\">" + body + "</Schema>";
-}
+const std::string& kDeclaration = kStorageDeclaration;
 
 // What the recording data access service answers to an update, write or delete.
 std::string okResponse(const std::string& schema)

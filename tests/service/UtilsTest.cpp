@@ -9,21 +9,12 @@
 #include "CapturingLogSink.h"
 #include "DialPlan.h"
 #include "ServiceHarness.h"
+#include "StorageMessages.h"
 #include "Utils.h"
 
 namespace {
 
-const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
-
-std::string overviewMessage(const std::string& body)
-{
-    return kDeclaration + "<Schema name=\"DialPlanOverview\">" + body + "</Schema>";
-}
-
-std::string entriesMessage(const std::string& body)
-{
-    return kDeclaration + "<Schema name=\"DialPlanEntries\">" + body + "</Schema>";
-}
+const std::string& kDeclaration = kStorageDeclaration;
 
 t_dialPlanEntry sampleEntry()
 {
