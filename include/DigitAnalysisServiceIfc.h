@@ -47,10 +47,12 @@ public:
     // dial plan told that the handset is down while the start is decided. `pEventObserver` is
     // not used.
     virtual void startOnHookDialling(DigitAnalysisServiceEventIfc* pEventObserver) = 0;
-    // Ends the session: the dialler (or, on NRX and TDM phones, the provider) gets
-    // handleDialingStopped, the Initial Digit, Extended Initial Digit and Auto Dial timers stop,
-    // the latest dialled digits are cleared and dial tone stops. Does nothing at all when
-    // `pEventObserver` is null (the request came from a client without a callback).
+    // Ends the session: the dialler gets handleDialingStopped, the Initial Digit, Extended
+    // Initial Digit and Auto Dial timers stop (the Dial Plan timer is left alone), the latest
+    // dialled digits are cleared, a blind transfer ends and dial tone stops; without a dialler
+    // only the last two. On NRX and TDM phones only the call context provider (else the dialler)
+    // is told, and on hardware variants 3 and 4 the Auto Dial timer stops. Does nothing at all
+    // when `pEventObserver` is null (the request came from a client without a callback).
     virtual void stopDialling(DigitAnalysisServiceEventIfc* pEventObserver) = 0;
     // Restarts a running inter-digit (Auto Dial) wait from its full duration. Only on hardware
     // sub-platform variants 3 and 4; elsewhere it does nothing.
@@ -105,15 +107,16 @@ public:
     // diagnostic call check of convertToLocalDialable. True when converted; false leaves
     // `number` as it was.
     [[nodiscard]] virtual bool convertCanonicalToLocalDialable(std::string& number) = 0;
-    // Appends the emergency numbers to `*out`, comma-separated: the emergency E.164 number, the
-    // canonical settings' emergency numbers, then the dial plan's emergency entries. `out` must
-    // not be null; an empty result means none is configured.
+    // Fills `*out` with the emergency numbers, comma-separated: the emergency E.164 number, the
+    // canonical settings' emergency numbers, then the dial plan's emergency entries. Pass an
+    // empty, non-null string (a text already in it may be kept in front); an empty result means
+    // none is configured.
     virtual void getEmergencyNumbersDialString(std::string* out) = 0;
     // Sets `*out` to the digits of the current session (empty when none, or when no dialler is
     // set). `out` must not be null.
     virtual void getLatestDialledDigits(std::string* out) = 0;
-    // Appends the dial plan's lock-bypass numbers to `*out`, comma-separated; empty when none.
-    // `out` must not be null.
+    // Appends the dial plan's lock-bypass numbers to `*out`, comma-separated. Pass an empty,
+    // non-null string; an empty result means none is configured.
     virtual void getLockBypassNumbersDialString(std::string* out) = 0;
     // True when `number` is an emergency number: with `exactMatch`, equal to the first listed
     // emergency number that begins it; without, beginning with any of them. An empty number
