@@ -10,6 +10,7 @@
 #include "CountingAllocator.h"
 #include "DialPlan.h"
 #include "DialPlans.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "ServiceHarness.h"
 
 int main()
@@ -21,7 +22,7 @@ int main()
     // A first run stores the plan with the data access service, as a phone's configuration
     // change would; the measured run reads it back during init.
     ManageableData plan = benchplans::configuration(benchplans::officePlan());
-    if (!harness.start().getDialPlan()->setData(plan)) {
+    if (!DigitAnalysisServiceTestAccess::getDialPlan(harness.start())->setData(plan)) {
         std::fprintf(stderr, "the office plan was refused\n");
         return 1;
     }
@@ -33,7 +34,7 @@ int main()
     DigitAnalysisService& service = harness.start();
     const auto initTime = std::chrono::steady_clock::now() - started;
     const heapcount::Snapshot afterInit = heapcount::now();
-    const DialPlan* loaded = service.getDialPlan();
+    const DialPlan* loaded = DigitAnalysisServiceTestAccess::getDialPlan(service);
     if (loaded == nullptr || loaded->getNumberOfEntries() != 50 || !loaded->getEnabled()) {
         std::fprintf(stderr, "init did not load the 50-entry plan\n");
         return 1;

@@ -12,7 +12,7 @@
 
 #include "DigitAnalysisServiceEventProxy.h"
 #include "DigitAnalysisServiceInvoker.h"
-#include "ProxyRequest.h"
+#include "RecordingProxyRequest.h"
 #include "ServiceHarness.h"
 
 namespace fuzzing {
@@ -27,20 +27,6 @@ std::vector<std::string> splitLines(const std::string& text, std::size_t maxLine
 
 // Stops the target at once: libFuzzer reports the input as a crash.
 [[noreturn]] void fail(const char* what, const std::string& detail);
-
-// The event channel of a client in another process: the proxy's messages are swallowed,
-// requests answered "1".
-class SilentProxyRequest : public ProxyRequest {
-public:
-    explicit SilentProxyRequest(FrameworkContext& context) : m_context(context) {}
-    void setMessageFormat(const std::string& format) override;
-    void sendEvent(const std::string& message) override;
-    void sendRequest(const std::string& request, std::string& reply) override;
-    FrameworkContext* getFrameworkContext() override { return &m_context; }
-
-private:
-    FrameworkContext& m_context;
-};
 
 // A configured service behind its invoker; the client "dialler" is reached through the
 // real event proxy. Each request must be completed exactly once and answered at most once.
@@ -62,7 +48,8 @@ public:
     ServiceHarness harness;
 
 private:
-    SilentProxyRequest m_channel;
+    // The client's event channel: requests are answered "1".
+    RecordingProxyRequest m_channel;
     DigitAnalysisServiceEventProxy m_proxy;
     std::unique_ptr<Invoker> m_invoker;
 };

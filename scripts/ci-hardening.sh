@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The hardening steps of CI, each timed:
 #   asan      build everything with AddressSanitizer + UBSan and run the whole test suite
-#   tsan      build the concurrency tests (tests/*Concurrency*Test.cpp) with ThreadSanitizer, run them
+#   tsan      build the concurrency tests (tests/*/*Concurrency*Test.cpp) with ThreadSanitizer, run them
 #   clang     build the libraries with clang 14 and the thread safety analysis (-Werror)
 #   fuzz      build the libFuzzer targets (clang 14, which also runs the thread safety analysis
 #             over the libraries) and run each for a fixed number of executions
@@ -48,7 +48,7 @@ step_asan() {
 
 concurrency_tests() {
     local file
-    for file in tests/*Concurrency*Test.cpp; do
+    for file in tests/*/*Concurrency*Test.cpp; do
         [ -e "$file" ] && basename "$file" .cpp
     done
 }

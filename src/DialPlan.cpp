@@ -246,7 +246,8 @@ std::uint32_t configuredNumber(const std::string& text)
 {
     if (text.empty()) return DIAL_PLAN_VALUE_NOT_SET;
     unsigned short number = 0;
-    ClientUtils::stringToUnsignedShort(text, number);
+    // Text that is not a number from 0 to 65535 reads as 0.
+    (void)ClientUtils::stringToUnsignedShort(text, number);
     return number;
 }
 
@@ -593,7 +594,8 @@ DAS_COLD bool DialPlan::setData(ManageableData& data)
     data.getRootIds(rootIds);
     for (const std::string& rootId : rootIds) {
         std::string value;
-        data.interogate(rootId, rootId, value);
+        // An item without a value is applied as the empty text.
+        (void)data.interogate(rootId, rootId, value);
         applyConfigurationItem(data, rootId, value);
     }
 
@@ -628,7 +630,8 @@ DAS_COLD void DialPlan::applyConfigurationItem(ManageableData& data, const std::
         } else {
             DAS_TRACE("dialPlanErrorRow is %s", value.c_str());
             unsigned short row = 0;
-            ClientUtils::stringToUnsignedShort(value, row);
+            // Text that is not a number from 0 to 65535 reads as row 0.
+            (void)ClientUtils::stringToUnsignedShort(value, row);
             m_errorRow = row;
         }
     } else if (name == kDialPlanSettingsItem) {

@@ -124,7 +124,8 @@ DAS_COLD void DigitAnalysisService::init(Context& context)
     if (!makeTimer(&m_extendedInitialDigitTimer)) DAS_LOG(kLogError, "ERROR: Creating Extended Initial Digit Timer.");
 
     if (m_teamService == nullptr) findTeamService();
-    if (m_localMgmt != nullptr) m_localMgmt->registerAgent(kMgmtRootId, this, true);
+    // Refused, the service still runs; management then cannot reach the dial plan.
+    if (m_localMgmt != nullptr) (void)m_localMgmt->registerAgent(kMgmtRootId, this, true);
 }
 
 DAS_COLD void DigitAnalysisService::readSoftwareType()
@@ -217,7 +218,8 @@ DAS_COLD void DigitAnalysisService::loadData()
     {
         CriticalSection lock(m_serviceLock);
         m_canonicalData.setRootId(das_keys::kCanonicalDialSettings, m_localMgmt);
-        if (m_localMgmt != nullptr) m_localMgmt->queryData(m_canonicalData);
+        // Absent settings are no fault here: the readers below give each its default.
+        if (m_localMgmt != nullptr) (void)m_localMgmt->queryData(m_canonicalData);
     }
     extractData(false);
     // Without a configuration store only the readers that can do without one run.
@@ -300,7 +302,8 @@ DAS_COLD void DigitAnalysisService::readCanonicalSettings()
     }
     if (defaultsNeeded) {
         DAS_TRACE("Setting defaults for any missing dial* items - '%s'", defaults.serialize().c_str());
-        m_localMgmt->updateData(defaults);
+        // Defaults written back for the other readers; the service goes on with them either way.
+        (void)m_localMgmt->updateData(defaults);
     }
 }
 
@@ -325,8 +328,9 @@ DAS_COLD void DigitAnalysisService::readLocalCodeLookup()
         std::string internationalCode;
         bool localIsNull = true;
         bool internationalIsNull = true;
-        localCodes->getValue(localCode, &localIsNull);
-        internationalCodes->getValue(internationalCode, &internationalIsNull);
+        // Both columns have a row here (the loop stops at the end of either).
+        (void)localCodes->getValue(localCode, &localIsNull);
+        (void)internationalCodes->getValue(internationalCode, &internationalIsNull);
         if (!localIsNull && !internationalIsNull) lookup.emplace(localCode, internationalCode);
         localCodes->next();
         internationalCodes->next();
@@ -523,7 +527,8 @@ void DigitAnalysisService::endTimer(TimerDetails* details)
     logTimerDetails("+ DigitAnalysisService::endTimer", details);
     if (details->timerRunning) m_context->stopTimer(details->timerID);
     details->timerRunning = false;
-    if (details->updatePending) makeTimer(details);
+    // A failed re-creation stays marked and is tried again at the next stop.
+    if (details->updatePending) (void)makeTimer(details);
 }
 
 bool DigitAnalysisService::actionTimeout(TimerDetails* details, int timerId)
@@ -2150,12 +2155,14 @@ DAS_COLD void DigitAnalysisService::replaceCanonicalSettings(ManageableData& not
         CriticalSection lock(m_serviceLock);
         m_canonicalData.clearAll();
     }
-    notification.removeRootId(das_keys::kNewCanonicalSettings);
+    // Present: the classification above found it.
+    (void)notification.removeRootId(das_keys::kNewCanonicalSettings);
     const std::string settings = notification.serialize();
     DAS_TRACE("new canonical dial settings\n %s", settings.c_str());
     {
         CriticalSection lock(m_serviceLock);
-        m_canonicalData.deserialize(settings);
+        // The text was serialised from a container just above: it is well formed.
+        (void)m_canonicalData.deserialize(settings);
     }
     // Re-initialising, so that an item the new settings lack does not survive from the old.
     extractData(true);
@@ -2172,7 +2179,8 @@ DAS_COLD void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notif
     std::string all;
     {
         CriticalSection lock(m_serviceLock);
-        m_canonicalData.deserialize(changed);
+        // The text was serialised from a container just above: it is well formed.
+        (void)m_canonicalData.deserialize(changed);
         all = m_canonicalData.serialize();
     }
     DAS_TRACE("all canonical dial settings\n %s", all.c_str());
@@ -2182,7 +2190,8 @@ DAS_COLD void DigitAnalysisService::mergeCanonicalSettings(ManageableData& notif
 DAS_COLD void DigitAnalysisService::applyChangedItem(ManageableData& notification, const std::string& key)
 {
     std::string value;
-    notification.interogate(key, key, value);
+    // An item without a value is applied as the empty text.
+    (void)notification.interogate(key, key, value);
 
     if (key == das_keys::kInitialDigitTimer) {
         changeTimerDuration(&m_initialDigitTimer, value);
@@ -2274,7 +2283,8 @@ DAS_COLD bool DigitAnalysisService::setData(ManageableData& data)
     DAS_TRACE("manageableDataChanged %d\n", static_cast<int>(rootIds.size()));
     for (const std::string& rootId : rootIds) {
         std::string value;
-        data.interogate(rootId, rootId, value);
+        // Only logged: an item without a value shows as empty.
+        (void)data.interogate(rootId, rootId, value);
         DAS_TRACE("setData: option: %s, value: %s\n", rootId.c_str(), value.c_str());
     }
     CriticalSection lock(m_serviceLock);

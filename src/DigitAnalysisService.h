@@ -123,16 +123,6 @@ public:
     void extractHotWarmPhoneDigits();
     void extractServerType();
 
-    // Timers.
-    void initTimerDetails(TimerDetails* details, int duration);
-    // Called under the service lock, or by init; the record is named by a pointer, which the
-    // thread safety analysis cannot follow to the member it guards.
-    bool makeTimer(TimerDetails* details) DAS_NO_THREAD_SAFETY_ANALYSIS;
-    void beginTimer(TimerDetails* details);
-    void endTimer(TimerDetails* details);
-    bool actionTimeout(TimerDetails* details, int timerId);
-    void actOnInitialDigitTimeout(bool actioned);
-
     // Hot line, warm line and dial tone.
     void makeHotCall(const std::string& digits);
     void makeWarmCall(const std::string& digits, const std::string& line, CallPartyIdentifier identifier);
@@ -165,8 +155,30 @@ public:
     // Diagnostic calls.
     bool detectDiagnosticCall(std::string& number);
 
-    // Read-only views for the simulator's trace and for tests, read between operations and
-    // without the service lock: not analysed.
+private:
+    // The tests' seam to the timer record operations and the views below.
+    friend struct DigitAnalysisServiceTestAccess;
+
+    // Timer records (TimerDetails): one per framework timer, kept under the service lock.
+    // Sets a record's duration (milliseconds) with no framework timer and nothing running.
+    void initTimerDetails(TimerDetails* details, int duration);
+    // (Re)creates the record's framework timer with its duration; on a running record only
+    // marks the update for the next endTimer. False (record marked, old id kept) when the
+    // framework has no timer to give. Called under the service lock, or by init; the record is
+    // named by a pointer, which the thread safety analysis cannot follow to the member it guards.
+    [[nodiscard]] bool makeTimer(TimerDetails* details) DAS_NO_THREAD_SAFETY_ANALYSIS;
+    // Starts the record's timer, or restarts it from its full duration; takes the service lock.
+    void beginTimer(TimerDetails* details);
+    // Stops the record's timer and applies a pending duration change. Under the service lock.
+    void endTimer(TimerDetails* details);
+    // True when an expiry with `timerId` is this record's and the timer was running (it is then
+    // stopped); false for a stale id (a re-created timer) or a stopped record. Under the lock.
+    [[nodiscard]] bool actionTimeout(TimerDetails* details, int timerId);
+    // The common end of both initial-digit expiries: tells the dialler when `actioned`.
+    void actOnInitialDigitTimeout(bool actioned);
+
+    // Read-only views for the tests, read between operations and without the service lock: not
+    // analysed.
     int getSoftwareType() const { return m_softwareType; }
     const TimerDetails& autoDialTimer() const { return m_autoDialTimer; }
     const TimerDetails& initialDigitTimer() const { return m_initialDigitTimer; }
@@ -188,7 +200,6 @@ public:
     MediaControlServiceIfc* mediaControlService() const DAS_NO_THREAD_SAFETY_ANALYSIS { return m_mediaControlService; }
     DataAccessServiceIfc* dataAccessService() const { return m_dataAccessService; }
 
-private:
     // Written only by init, before any other thread reaches the service; read-only after.
     Context* m_context = nullptr;
     MediaControlServiceIfc* m_mediaControlService DAS_GUARDED_BY(m_serviceLock) = nullptr;

@@ -137,7 +137,7 @@ Outcome dialPartyDetailsResponse(const Request& request)
         request.service.dialPartyDetailsResponse(identifier, false, false);
     } else {
         // A party text that does not read leaves the identifier empty; the details still count as given.
-        identifier.deserialize(party);
+        (void)identifier.deserialize(party);
         request.service.dialPartyDetailsResponse(identifier, true, false);
     }
     return Outcome::none();

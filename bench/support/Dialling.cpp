@@ -2,6 +2,7 @@
 
 #include "DialPlan.h"
 #include "DialPlans.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "Phones.h"
 
 namespace benchdialling {
@@ -19,7 +20,7 @@ std::unique_ptr<ServiceHarness> startSession()
     auto phone = benchphones::start("DE");
     DigitAnalysisService& service = phone->service();
     ManageableData plan = benchplans::configuration(benchplans::officePlan());
-    DialPlan* dialPlan = service.getDialPlan();
+    DialPlan* dialPlan = DigitAnalysisServiceTestAccess::getDialPlan(service);
     if (dialPlan == nullptr || !dialPlan->setData(plan) || dialPlan->getNumberOfEntries() != 50) return nullptr;
     service.setDialler(&phone->dialler);
     service.startDialling("", &phone->dialler, false);

@@ -7,14 +7,15 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Framing.h"
+#include "HostMutex.h"
 #include "JsonText.h"
+#include "ThreadSafety.h"
 
 class ClientError : public std::runtime_error {
 public:
@@ -67,13 +68,16 @@ private:
     Handlers m_handlers;
     int m_timeoutMs;
     std::thread m_reader;
-    mutable std::mutex m_mutex;
-    std::mutex m_writeMutex;
+    // Guards the exchanges waiting for their answer and the connection's state; taken after
+    // m_writeMutex when both are (a failed write marks the connection closed).
+    mutable HostMutex m_mutex;
+    // One frame written at a time, whole.
+    HostMutex m_writeMutex;
     std::condition_variable m_changed;
-    std::map<std::uint32_t, Pending> m_pending;
-    std::uint32_t m_nextId = 1;
-    bool m_open = true;
-    std::string m_closeReason;
+    std::map<std::uint32_t, Pending> m_pending DAS_GUARDED_BY(m_mutex);
+    std::uint32_t m_nextId DAS_GUARDED_BY(m_mutex) = 1;
+    bool m_open DAS_GUARDED_BY(m_mutex) = true;
+    std::string m_closeReason DAS_GUARDED_BY(m_mutex);
 
     void handshake(const std::string& name);
     void readFrames();

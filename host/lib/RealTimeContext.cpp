@@ -6,13 +6,13 @@ RealTimeContext::~RealTimeContext() { stop(); }
 
 void RealTimeContext::registerExecutable(const std::string& interfaceName, Executable* executable)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     m_executables[interfaceName] = executable;
 }
 
 void RealTimeContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (proxy == nullptr) {
         m_proxies.erase({interfaceName, clientName});
         return;
@@ -22,7 +22,7 @@ void RealTimeContext::registerProxy(const std::string& interfaceName, const std:
 
 void RealTimeContext::setChannelName(Executable* executable, const std::string& channelName)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (channelName.empty()) {
         m_channels.erase(executable);
         return;
@@ -32,21 +32,21 @@ void RealTimeContext::setChannelName(Executable* executable, const std::string& 
 
 Executable* RealTimeContext::findExecutable(const std::string& interfaceName)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_executables.find(interfaceName);
     return it == m_executables.end() ? nullptr : it->second;
 }
 
 Executable* RealTimeContext::findProxy(const std::string& interfaceName, const std::string& clientName)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_proxies.find({interfaceName, clientName});
     return it == m_proxies.end() ? nullptr : it->second;
 }
 
 std::string RealTimeContext::findChannel(Executable* executable)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_channels.find(executable);
     return it == m_channels.end() ? std::string() : it->second;
 }
@@ -54,7 +54,7 @@ std::string RealTimeContext::findChannel(Executable* executable)
 int RealTimeContext::createTimer(Executable* owner, int durationMs)
 {
     if (owner == nullptr || durationMs < 0) return kNoTimer;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const int id = m_nextTimerId++;
     m_timers[id] = Timer{owner, durationMs, false, Clock::time_point{}, 0};
     return id;
@@ -62,7 +62,7 @@ int RealTimeContext::createTimer(Executable* owner, int durationMs)
 
 void RealTimeContext::startTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end()) return;
     it->second.running = true;
@@ -73,7 +73,7 @@ void RealTimeContext::startTimer(int timerId)
 
 void RealTimeContext::stopTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     if (it != m_timers.end()) it->second.running = false;
     m_changed.notify_all();
@@ -81,7 +81,7 @@ void RealTimeContext::stopTimer(int timerId)
 
 void RealTimeContext::resetTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end() || !it->second.running) return;  // only a running countdown restarts
     it->second.deadline = Clock::now() + std::chrono::milliseconds(it->second.durationMs);
@@ -91,21 +91,21 @@ void RealTimeContext::resetTimer(int timerId)
 
 void RealTimeContext::deleteTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     m_timers.erase(timerId);
     m_changed.notify_all();
 }
 
 bool RealTimeContext::timerRunning(int timerId) const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     return it != m_timers.end() && it->second.running;
 }
 
 void RealTimeContext::start()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (m_thread.joinable()) return;
     m_stopping = false;
     m_thread = std::thread([this] { deliverExpiries(); });
@@ -114,7 +114,7 @@ void RealTimeContext::start()
 void RealTimeContext::stop()
 {
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         m_stopping = true;
         m_changed.notify_all();
     }
@@ -123,7 +123,7 @@ void RealTimeContext::stop()
 
 void RealTimeContext::deliverExpiries()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     while (!m_stopping) {
         int dueId = kNoTimer;
         Clock::time_point earliest = Clock::time_point::max();
@@ -137,11 +137,11 @@ void RealTimeContext::deliverExpiries()
             }
         }
         if (dueId == kNoTimer) {
-            m_changed.wait(lock);
+            m_changed.wait(lock.native());
             continue;
         }
         if (Clock::now() < earliest) {
-            m_changed.wait_until(lock, earliest);
+            m_changed.wait_until(lock.native(), earliest);
             continue;  // something may have changed meanwhile: look again
         }
         Timer& timer = m_timers[dueId];

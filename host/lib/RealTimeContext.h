@@ -6,12 +6,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "Executable.h"
 #include "FrameworkContext.h"
+#include "HostMutex.h"
+#include "ThreadSafety.h"
 
 class RealTimeContext : public Context {
 public:
@@ -51,16 +52,19 @@ private:
         long long startSequence;
     };
 
-    mutable std::mutex m_mutex;
+    // Guards the look-up tables and the timers. Never held while an expiry is delivered: the
+    // owner drives its timers from timerEvent.
+    mutable HostMutex m_mutex;
     std::condition_variable m_changed;
-    std::map<std::string, Executable*> m_executables;
-    std::map<std::pair<std::string, std::string>, Executable*> m_proxies;
-    std::map<Executable*, std::string> m_channels;
-    std::map<int, Timer> m_timers;
-    int m_nextTimerId = 1;
-    long long m_startSequence = 0;
-    bool m_stopping = false;
+    std::map<std::string, Executable*> m_executables DAS_GUARDED_BY(m_mutex);
+    std::map<std::pair<std::string, std::string>, Executable*> m_proxies DAS_GUARDED_BY(m_mutex);
+    std::map<Executable*, std::string> m_channels DAS_GUARDED_BY(m_mutex);
+    std::map<int, Timer> m_timers DAS_GUARDED_BY(m_mutex);
+    int m_nextTimerId DAS_GUARDED_BY(m_mutex) = 1;
+    long long m_startSequence DAS_GUARDED_BY(m_mutex) = 0;
+    bool m_stopping DAS_GUARDED_BY(m_mutex) = false;
+    // Started under the mutex; joined by stop() without it (the timer thread takes it).
     std::thread m_thread;
 
-    void deliverExpiries();
+    void deliverExpiries() DAS_EXCLUDES(m_mutex);
 };

@@ -440,7 +440,7 @@ void SqliteDataAccessService::rollbackQuietly()
 
 bool SqliteDataAccessService::hasDialPlan()
 {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    HostRecursiveLock lock(m_mutex);
     Statement select(m_database, "SELECT COUNT(*) FROM dial_plan_overview");
     select.step();
     return select.integer(0) > 0;
@@ -448,7 +448,7 @@ bool SqliteDataAccessService::hasDialPlan()
 
 std::string SqliteDataAccessService::processRequest(const std::string& request)
 {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    HostRecursiveLock lock(m_mutex);
     if (m_inTransaction) {
         if (m_transactionFailure) return errorResponse("", "the change was refused already: " + *m_transactionFailure);
         try {

@@ -1,5 +1,6 @@
 #pragma once
 // Who a call is with: the record a call context provider gives for a dialling session.
+// A plain value: copy it freely; not synchronised (one thread at a time per object).
 
 #include <string>
 
@@ -19,7 +20,7 @@ public:
     // Appends the identifier's serial form (its three fields, each serialised) to `out`.
     void serialize(std::string& out) const;
     // Reads the serial form; false (and the identifier unchanged) when malformed.
-    bool deserialize(const std::string& text);
+    [[nodiscard]] bool deserialize(const std::string& text);
 
     bool operator==(const CallPartyIdentifier& other) const;
 

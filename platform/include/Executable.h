@@ -15,9 +15,14 @@ class CommsChannelDataContainerMessage;
 class Executable {
 public:
     virtual ~Executable();
+    // The framework's start call, once, before any other thread reaches the executable.
+    // `context` outlives the executable: keep the reference for peer look-up and timers.
     virtual void init(Context& context) = 0;
+    // The framework's stop call, before the executable is deleted; nothing more arrives after.
     virtual void shutdown() = 0;
-    // Called once when a timer created for this executable expires. Does nothing by default.
+    // Called once when a timer created for this executable expires, on the framework's timer
+    // thread, with no framework lock held; an expiry may still arrive for a timer just stopped
+    // or re-created, so check the id. Does nothing by default.
     virtual void timerEvent(int timerId);
 };
 
@@ -25,8 +30,11 @@ public:
 class Threadable {
 public:
     virtual ~Threadable();
+    // The thread's body, when the framework gives the object a thread.
     virtual void run() = 0;
+    // The priority the framework gives that thread; the framework's default by default.
     virtual int getThreadPriorityForPlatform();
+    // A name for the thread in diagnostics; static storage.
     virtual const char* type();
 };
 
@@ -35,8 +43,11 @@ public:
 class Service : public Executable, public Threadable {
 public:
     ~Service() override;
+    // A raw channel message; does nothing by default. The framework's message thread calls it;
+    // the arguments are lent for the call.
     virtual void handleMsg(char const* data, int length, std::string sender,
                            CommsChannelIfc& channel, CommsChannelDataContainerMessage* message);
+    // Returns at once: a service has no thread loop of its own.
     void run() override;
 };
 
@@ -44,8 +55,11 @@ public:
 class Proxy : public Executable {
 public:
     ~Proxy() override;
+    // Do nothing by default: a proxy has no start-up of its own.
     void init(Context& context) override;
     void shutdown() override;
+    // Gives the proxy its request channel, once, before the first call on the proxy. The
+    // channel is borrowed and must outlive the proxy.
     virtual void initProxy(ProxyRequest& request) = 0;
 };
 
@@ -53,8 +67,16 @@ public:
 class Invoker {
 public:
     virtual ~Invoker();
+    // Handles one request message: exactly `length` bytes at `data` (no terminator relied
+    // on), for `service`, the executable the invoker was made for. Replies through `response`
+    // and completes it exactly once; a request with a reply needs a response object, one
+    // without may pass null. Any framework thread, several at once; the invoker takes no lock
+    // of its own (the service serialises itself). The arguments are lent for the call. A
+    // malformed request is answered with an error reply, never an exception.
     virtual void handleMessage(Executable* service, const char* data, int length,
                                InvokerResponse* response) = 0;
+    // Gives the invoker its context (borrowed; it outlives the invoker), once, before the
+    // first message.
     virtual void initInvoker(FrameworkContext* context) = 0;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
-// The event telling a dialler that the dialled number is complete.
+// The event telling a dialler that the dialled number is complete: the dial string is the
+// number to dial. A plain value, lent to the dialler for the call it is passed to.
 
 #include <string>
 

@@ -1,7 +1,9 @@
 #pragma once
 // Managed configuration data: a container of root items, each a tree of named nodes.
 // The text form of serialize()/deserialize() is described in docs/platform.md.
-// Not thread-safe: its owner serialises access.
+// Not thread-safe: its owner serialises access. Values are copied in and out; node pointers
+// and documents it returns belong to the container and live until the node's root is removed
+// or the container is cleared, assigned or destroyed. Nothing here throws but std::bad_alloc.
 
 #include <memory>
 #include <string>
@@ -53,7 +55,8 @@ public:
     bool eof() const;
     void next();
     // The current row's value; *isNull (when given) tells whether the row has none.
-    bool getValue(std::string& value, bool* isNull) const;
+    // False past the last row; `value` is then empty and the row null.
+    [[nodiscard]] bool getValue(std::string& value, bool* isNull) const;
     std::size_t size() const { return m_rows.size(); }
 
 private:
@@ -93,7 +96,8 @@ public:
     void setRootId(const std::string& rootId, DxlDictionary* dictionary = nullptr);
     // Adds `rootId` (when absent) without changing the current root.
     void addRootId(const std::string& rootId, DxlDictionary* dictionary = nullptr);
-    bool removeRootId(const std::string& rootId);
+    // False when there is no such root.
+    [[nodiscard]] bool removeRootId(const std::string& rootId);
     // The root ids in insertion order.
     void getRootIds(std::vector<std::string>& rootIds) const;
     const std::string& getCurrentRootId() const { return m_currentRoot; }
@@ -101,13 +105,15 @@ public:
 
     // The node a path names: searched under the current root first, then under every root
     // in order; a path that starts with a root id names that root's own node.
-    DataNode* interogate(const std::string& path) const;
-    // The value of the node a path names; false when absent.
-    bool interogate(const std::string& path, std::string& value) const;
-    // The value of `key` within root `rootId` (key equal to the root id: the root's own value).
-    bool interogate(const std::string& rootId, const std::string& key, std::string& value) const;
+    [[nodiscard]] DataNode* interogate(const std::string& path) const;
+    // The value of the node a path names; false (and `value` unchanged) when absent.
+    [[nodiscard]] bool interogate(const std::string& path, std::string& value) const;
+    // The value of `key` within root `rootId` (key equal to the root id: the root's own value);
+    // false (and `value` unchanged) when absent.
+    [[nodiscard]] bool interogate(const std::string& rootId, const std::string& key, std::string& value) const;
 
     // Sets the value at `path` within `rootId` (added when absent); false for an invalid path.
+    // Not [[nodiscard]]: callers build their own paths, which cannot be invalid.
     bool populate(const std::string& rootId, const std::string& path, const std::string& value);
     // The same within the current root.
     bool populate(const std::string& path, const std::string& value);
@@ -121,10 +127,11 @@ public:
     // Every node that has a value, as ("root/child/.../name", value), in container order.
     std::vector<std::pair<std::string, std::string>> items() const;
 
+    // The whole container as text (the form docs/platform.md describes).
     std::string serialize() const;
     // Merges the roots of a serialised text into this container; false (and nothing
     // changed) when the text is malformed.
-    bool deserialize(const std::string& text);
+    [[nodiscard]] bool deserialize(const std::string& text);
 
 private:
     struct Root;

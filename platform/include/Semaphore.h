@@ -20,8 +20,10 @@ public:
     Semaphore(const Semaphore&) = delete;
     Semaphore& operator=(const Semaphore&) = delete;
 
-    // Waits for the semaphore; timeoutMs -1 waits without limit. False on time-out.
-    bool wait(int timeoutMs = -1) DAS_TRY_ACQUIRE(true);
+    // Waits for the semaphore; timeoutMs -1 waits without limit. False on time-out, and then
+    // the caller holds nothing and must not post.
+    [[nodiscard]] bool wait(int timeoutMs = -1) DAS_TRY_ACQUIRE(true);
+    // Gives back one unit (one wait of a re-entrant holder).
     void post() DAS_RELEASE();
     // True when the calling thread holds a re-entrant semaphore.
     bool heldByCurrentThread() const;
@@ -44,7 +46,8 @@ private:
     std::vector<Holder>::const_iterator findHolder(std::thread::id thread) const;
 };
 
-// Holds a semaphore for the lifetime of the object.
+// Holds a semaphore for the lifetime of the object: waits without limit in the constructor and
+// posts in the destructor. The semaphore is borrowed and must outlive the holder.
 class DAS_SCOPED_CAPABILITY CriticalSection {
 public:
     explicit CriticalSection(Semaphore& semaphore) DAS_ACQUIRE(semaphore);

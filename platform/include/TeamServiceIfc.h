@@ -1,5 +1,7 @@
 #pragma once
-// The team service: per-line hot line / warm line programming.
+// The team service: per-line hot line / warm line programming. Any thread; the service asks it
+// with its service lock held when dialling starts, so it must answer without calling the
+// service back. It cannot fail: a line it does not know has type 0 and destination "??".
 
 #include <string>
 

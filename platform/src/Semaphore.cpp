@@ -75,6 +75,7 @@ int Semaphore::available() const
     return m_count;
 }
 
-CriticalSection::CriticalSection(Semaphore& semaphore) : m_semaphore(semaphore) { m_semaphore.wait(-1); }
+// Without a time limit the wait cannot fail.
+CriticalSection::CriticalSection(Semaphore& semaphore) : m_semaphore(semaphore) { (void)m_semaphore.wait(-1); }
 
 CriticalSection::~CriticalSection() { m_semaphore.post(); }

@@ -38,7 +38,8 @@ bool MemoryConfigStore::updateData(ManageableData& data)
     std::function<void(const std::string&)> observer;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_items.deserialize(text);
+        // Serialised from a container just above: well formed.
+        (void)m_items.deserialize(text);
         m_updates.push_back(text);
         observer = m_updateObserver;
     }
@@ -61,7 +62,8 @@ void MemoryConfigStore::setItem(const std::string& key, const std::string& path,
 void MemoryConfigStore::removeItem(const std::string& key)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_items.removeRootId(key);
+    // Removing an item that is not there is no fault.
+    (void)m_items.removeRootId(key);
 }
 
 bool MemoryConfigStore::mergeSerialized(const std::string& text)

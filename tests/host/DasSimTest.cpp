@@ -1,0 +1,153 @@
+// das-sim as a dial plan engineer runs it: script errors and configuration errors stop it
+// with a message naming the place, the plug-in is found or named, and the same script
+// always prints the same lines.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "ProgramRun.h"
+#include "ScratchDirectory.h"
+
+namespace {
+
+struct SimulatorRun {
+    std::string output;  // standard output and standard error, in that order
+    std::string errors;
+    int status = -1;
+};
+
+class HostSimulator : public ::testing::Test {
+protected:
+    ScratchDirectory scratch{"das-sim-test"};
+    const std::string directory = scratch.path();
+
+    std::string file(const std::string& name, const std::string& text)
+    {
+        const std::string path = directory + "/" + name;
+        std::ofstream(path, std::ios::binary) << text;
+        return path;
+    }
+
+    SimulatorRun simulate(const std::string& arguments)
+    {
+        const std::string errorsFile = directory + "/stderr";
+        const std::string command = std::string(DAS_SIM_PATH) + " " + arguments + " 2>" + errorsFile;
+        SimulatorRun run;
+        const ProgramRun program = runCommand(command);
+        run.output = program.output;
+        run.status = program.status;
+        std::ifstream errors(errorsFile);
+        run.errors.assign(std::istreambuf_iterator<char>(errors), std::istreambuf_iterator<char>());
+        return run;
+    }
+};
+
+}  // namespace
+
+TEST_F(HostSimulator, UnknownCommandStopsWithItsLineAndStatusTwo)
+{
+    const std::string script = file("bad.das", "# comment\n\nwait 10\nfrobnicate now\nwait 10\n");
+    const SimulatorRun run = simulate(script);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, script + ":4: unknown command \"frobnicate\"\n");
+    EXPECT_EQ(run.output, "");
+}
+
+TEST_F(HostSimulator, NegativeWaitIsAScriptError)
+{
+    const SimulatorRun run = simulate(file("back.das", "wait -5\n"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find(":1: wait cannot go back in time: -5"), std::string::npos) << run.errors;
+}
+
+TEST_F(HostSimulator, BadJsonNamesLineAndColumn)
+{
+    const SimulatorRun run = simulate(file("json.das", "wait 1\nnotify {\"autodialtimer\" 8}\n"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find("json.das:2:25: "), std::string::npos) << run.errors;
+}
+
+TEST_F(HostSimulator, LinesBeforeTheFaultAreStillPrinted)
+{
+    const SimulatorRun run = simulate(file("partial.das", "mgmt-get dial-plan-id\nsend\n"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.output.find("mgmt-get dial-plan-id/dialPlanId"), std::string::npos) << run.output;
+    EXPECT_NE(run.errors.find(":2: send needs a client name"), std::string::npos) << run.errors;
+}
+
+TEST_F(HostSimulator, MalformedConfigurationIsRefusedBeforeAnythingRuns)
+{
+    const std::string config = file("phone.json", "{\n  \"items\": {\n    \"autodialtimer\": \"6\",\n  }\n}\n");
+    const SimulatorRun run = simulate("--config " + config + " " + file("s.das", "mgmt-get dial-plan-id\n"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors.rfind("das-sim: " + config + ":4:3: ", 0), 0u) << run.errors;
+}
+
+TEST_F(HostSimulator, UnknownConfigurationKeyIsNamed)
+{
+    const std::string config = file("phone.json", "{\"teamservice\": {}}");
+    const SimulatorRun run = simulate("--config " + config + " " + file("s.das", ""));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, "das-sim: " + config + ":1:2: unknown key \"teamservice\" in the configuration\n");
+}
+
+TEST_F(HostSimulator, MissingPluginIsReported)
+{
+    const SimulatorRun run = simulate("--plugin /nonexistent/libDigitAnalysisService.so " + file("s.das", ""));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.errors.find("cannot load the plug-in /nonexistent/libDigitAnalysisService.so"), std::string::npos);
+}
+
+TEST_F(HostSimulator, FindsThePluginBuiltBesideIt)
+{
+    const SimulatorRun run = simulate(file("s.das", "mgmt-get dial-plan-id\n"));
+    EXPECT_EQ(run.status, 0) << run.errors;
+}
+
+TEST_F(HostSimulator, ReadsTheScriptFromStandardInput)
+{
+    const SimulatorRun run = simulate("- < " + file("s.das", "mgmt-get dial-plan-id\n"));
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find("mgmt-get dial-plan-id/dialPlanId"), std::string::npos);
+}
+
+TEST_F(HostSimulator, SameScriptPrintsTheSameLines)
+{
+    const std::string script =
+        file("s.das", "send dialler set_dialler_request\nsend dialler startdiallingrequest:2,0\nwait 40000\n");
+    const SimulatorRun first = simulate("--log 5 " + script);
+    const SimulatorRun second = simulate("--log 5 " + script);
+    EXPECT_EQ(first.status, 0);
+    EXPECT_FALSE(first.output.empty());
+    EXPECT_EQ(first.output, second.output);
+}
+
+TEST_F(HostSimulator, LogLinesAreFilteredByLevel)
+{
+    const std::string script = file("s.das", "send - dialstringrequest:1\n");
+    const SimulatorRun errorsOnly = simulate("--log 2 " + script);
+    const SimulatorRun none = simulate(script);
+    EXPECT_EQ(errorsOnly.output.find("@0 log 5 "), std::string::npos);
+    EXPECT_EQ(none.output.find(" log "), std::string::npos);
+}
+
+TEST_F(HostSimulator, EveryEventLineStartsWithTheVirtualTime)
+{
+    const SimulatorRun run = simulate(file("s.das", "wait 250\nmgmt-get dial-plan-id\n"));
+    ASSERT_FALSE(run.output.empty());
+    std::size_t start = 0;
+    while (start < run.output.size()) {
+        EXPECT_EQ(run.output.compare(start, 1, "@"), 0) << run.output.substr(start, 40);
+        start = run.output.find('\n', start) + 1;
+    }
+    EXPECT_NE(run.output.find("@250 mgmt-get dial-plan-id/dialPlanId"), std::string::npos) << run.output;
+}
