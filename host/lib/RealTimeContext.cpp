@@ -4,53 +4,6 @@ RealTimeContext::RealTimeContext() = default;
 
 RealTimeContext::~RealTimeContext() { stop(); }
 
-void RealTimeContext::registerExecutable(const std::string& interfaceName, Executable* executable)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_executables[interfaceName] = executable;
-}
-
-void RealTimeContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (proxy == nullptr) {
-        m_proxies.erase({interfaceName, clientName});
-        return;
-    }
-    m_proxies[{interfaceName, clientName}] = proxy;
-}
-
-void RealTimeContext::setChannelName(Executable* executable, const std::string& channelName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (channelName.empty()) {
-        m_channels.erase(executable);
-        return;
-    }
-    m_channels[executable] = channelName;
-}
-
-Executable* RealTimeContext::findExecutable(const std::string& interfaceName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = m_executables.find(interfaceName);
-    return it == m_executables.end() ? nullptr : it->second;
-}
-
-Executable* RealTimeContext::findProxy(const std::string& interfaceName, const std::string& clientName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = m_proxies.find({interfaceName, clientName});
-    return it == m_proxies.end() ? nullptr : it->second;
-}
-
-std::string RealTimeContext::findChannel(Executable* executable)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = m_channels.find(executable);
-    return it == m_channels.end() ? std::string() : it->second;
-}
-
 int RealTimeContext::createTimer(Executable* owner, int durationMs)
 {
     if (owner == nullptr || durationMs < 0) return kNoTimer;

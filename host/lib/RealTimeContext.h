@@ -1,6 +1,6 @@
 #pragma once
-// A framework context on real time: peers registered by interface name, client proxies
-// by client name, and one-shot timers on the monotonic clock whose expiries a timer
+// A framework context on real time: peers looked up as in every context (DirectoryContext),
+// and one-shot timers on the monotonic clock whose expiries a timer
 // thread delivers as timerEvent(id). Thread-safe.
 
 #include <chrono>
@@ -10,24 +10,14 @@
 #include <string>
 #include <thread>
 
-#include "Executable.h"
-#include "FrameworkContext.h"
+#include "DirectoryContext.h"
 
-class RealTimeContext : public Context {
+class RealTimeContext : public DirectoryContext {
 public:
     RealTimeContext();
     ~RealTimeContext() override;
     RealTimeContext(const RealTimeContext&) = delete;
     RealTimeContext& operator=(const RealTimeContext&) = delete;
-
-    void registerExecutable(const std::string& interfaceName, Executable* executable);
-    // A null proxy, or an empty channel name, removes the entry.
-    void registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy);
-    void setChannelName(Executable* executable, const std::string& channelName);
-
-    Executable* findExecutable(const std::string& interfaceName) override;
-    Executable* findProxy(const std::string& interfaceName, const std::string& clientName) override;
-    std::string findChannel(Executable* executable) override;
 
     int createTimer(Executable* owner, int durationMs) override;
     void startTimer(int timerId) override;
@@ -53,9 +43,6 @@ private:
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::map<std::string, Executable*> m_executables;
-    std::map<std::pair<std::string, std::string>, Executable*> m_proxies;
-    std::map<Executable*, std::string> m_channels;
     std::map<int, Timer> m_timers;
     int m_nextTimerId = 1;
     long long m_startSequence = 0;
