@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include <CLI/CLI.hpp>
@@ -46,8 +47,9 @@ int main(int argc, char** argv)
     std::istream& script = scriptFile == "-" ? std::cin : file;
 
     try {
-        PluginLibrary plugin(pluginPath.empty() ? PluginLibrary::defaultPath() : pluginPath);
-        ScriptRunner runner(plugin, config, logLevel, std::cout);
+        ScriptRunner runner(
+            std::make_unique<PluginLibrary>(pluginPath.empty() ? PluginLibrary::defaultPath() : pluginPath), config,
+            logLevel, std::cout);
         return runner.run(script, scriptFile == "-" ? "<stdin>" : scriptFile, std::cerr);
     } catch (const std::exception& error) {
         std::cout.flush();

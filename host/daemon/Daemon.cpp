@@ -26,14 +26,13 @@
 #include "DialPlanWriter.h"
 #include "Executable.h"
 #include "Framing.h"
-#include "HardwareVersion.h"
 #include "HostConfig.h"
 #include "HostPeers.h"
 #include "InvokerResponse.h"
 #include "Logging.h"
 #include "MemoryConfigStore.h"
 #include "MgmtAgentIfc.h"
-#include "PluginLibrary.h"
+#include "PluginHost.h"
 #include "ProxyRequest.h"
 #include "RealTimeContext.h"
 #include "RecordingPeers.h"
@@ -46,7 +45,6 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-const char* const kEventInterface = "DigitAnalysisServiceEventIfc";
 // Client names with an event proxy at one time. A name whose connections have all gone keeps
 // its proxy (a client that comes back under it gets its events) until its slot is needed
 // for a new name.
@@ -526,17 +524,9 @@ private:
     DaemonOptions m_options;
     HostConfig m_config;
     std::unique_ptr<SqliteDataAccessService> m_database;
-    std::unique_ptr<ObservedDataAccessService> m_dataAccess;
-    std::unique_ptr<PluginLibrary> m_plugin;
     RealTimeContext m_context;
-    MemoryConfigStore m_store;
-    ReportingMediaControl m_media{[](const std::string& line) { say("tone " + line); }};
-    RecordingTeamService m_team;
     SystemClock m_clock;
-
-    std::unique_ptr<Executable> m_service;
-    std::unique_ptr<Invoker> m_invoker;
-    MgmtAgentIfc* m_agent = nullptr;
+    std::unique_ptr<PluginHost> m_host;
 
     std::mutex m_clientsMutex;
     std::map<std::string, NameSlot> m_names;
@@ -647,9 +637,11 @@ void Daemon::Impl::prepare()
     if (m_options.storePath != ":memory:")
         std::filesystem::create_directories(std::filesystem::path(m_options.storePath).parent_path());
     m_database = std::make_unique<SqliteDataAccessService>(m_options.storePath);
-    m_dataAccess = std::make_unique<ObservedDataAccessService>(*m_database, nullptr);
-    m_plugin = m_options.linkedPlugin != nullptr ? std::make_unique<PluginLibrary>(*m_options.linkedPlugin)
-                                                 : std::make_unique<PluginLibrary>(m_options.pluginPath);
+    auto plugin = m_options.linkedPlugin != nullptr ? std::make_unique<PluginLibrary>(*m_options.linkedPlugin)
+                                                    : std::make_unique<PluginLibrary>(m_options.pluginPath);
+    m_host = std::make_unique<PluginHost>(
+        std::move(plugin),
+        PluginHostParts{m_context, *m_database, m_clock, nullptr, [](const std::string& line) { say("tone " + line); }});
 }
 
 void Daemon::Impl::startWorkers()
@@ -663,32 +655,15 @@ void Daemon::Impl::loadConfiguration()
     m_config = m_options.configFile.empty() ? defaultHostConfig() : loadHostConfigFile(m_options.configFile);
 }
 
-void Daemon::Impl::applyStoreConfig(const HostConfig& config)
-{
-    m_store.mergeSerialized(config.storeItems.serialize());
-    for (const auto& line : config.teamLines) m_team.setLine(line.line, line.type, line.destination);
-    if (config.subPlatformVariant) HardwareVersion::setHWSubPlatformVariant(*config.subPlatformVariant);
-}
+void Daemon::Impl::applyStoreConfig(const HostConfig& config) { m_host->applyConfig(config); }
 
 void Daemon::Impl::startService()
 {
-    m_context.registerExecutable("LocalMgmtIfc", &m_store);
-    m_context.registerExecutable("DataAccessServiceIfc", m_dataAccess.get());
-    m_context.registerExecutable("MediaControlServiceIfc", &m_media);
-    m_context.registerExecutable("TeamServiceIfc", &m_team);
-    m_context.registerExecutable("ClockServiceIfc", &m_clock);
     m_context.start();
 
     // A stored plan survives restarts; the configuration's plan only fills an empty store.
     const bool planStored = m_database->hasDialPlan();
-    m_service.reset(m_plugin->createService());
-    if (!m_service) throw std::runtime_error("the plug-in created no service");
-    m_service->init(m_context);
-    m_invoker.reset(m_plugin->createInvoker());
-    if (!m_invoker) throw std::runtime_error("the plug-in created no invoker");
-    m_invoker->initInvoker(&m_context);
-    m_agent = dynamic_cast<MgmtAgentIfc*>(m_service.get());
-    if (m_agent == nullptr) throw std::runtime_error("the plug-in's service offers no management face");
+    m_host->startService();
     if (m_config.hasDialPlan && !planStored) {
         const StoreOutcome outcome = writeDialPlan(m_config.dialPlan);
         say(outcome.committed ? std::string("configured dial plan written: true")
@@ -699,7 +674,7 @@ void Daemon::Impl::startService()
 // All or nothing: the plan is stored and in force, or the old one stays stored and in force.
 StoreOutcome Daemon::Impl::writeDialPlan(ManageableData plan)
 {
-    return DialPlanWriter(*m_agent, *m_database).write(plan);
+    return DialPlanWriter(m_host->agent(), *m_database).write(plan);
 }
 
 void Daemon::Impl::serve(int signalFd)
@@ -937,13 +912,9 @@ ClientChannel* Daemon::Impl::channelFor(const std::string& name)
     const auto found = m_names.find(name);
     if (found != m_names.end()) return found->second.channel.get();
     if (m_names.size() >= kMaxClientNames && !recycleIdleName()) return nullptr;
-    Proxy* created = m_plugin->createEventProxy();
-    if (created == nullptr) return nullptr;
-    std::unique_ptr<Executable> proxy(created);
     auto channel = std::make_unique<ClientChannel>(name, m_context, m_options.answerTimeoutMs);
-    created->initProxy(*channel);
-    m_context.registerProxy(kEventInterface, name, proxy.get());
-    m_context.setChannelName(proxy.get(), name);
+    std::unique_ptr<Executable> proxy = m_host->openEventProxy(name, *channel);
+    if (!proxy) return nullptr;
     NameSlot& slot = m_names[name];
     slot.proxy = std::move(proxy);
     slot.channel = std::move(channel);
@@ -965,7 +936,7 @@ bool Daemon::Impl::recycleIdleName()
         if (chosen == m_names.end() || rank(slot) < rank(chosen->second)) chosen = it;
     }
     if (chosen == m_names.end()) return false;
-    m_context.registerProxy(kEventInterface, chosen->first, nullptr);
+    m_host->withdrawEventProxy(chosen->first);
     NameSlot slot = std::move(chosen->second);
     m_names.erase(chosen);
     if (slot.reachedService) {
@@ -1045,7 +1016,7 @@ void Daemon::Impl::runRequest(const ConnectionPtr& connection, const Frame& fram
             if (it != m_names.end()) it->second.reachedService = true;
             connection->nameMarked = true;
         }
-        m_invoker->handleMessage(m_service.get(), frame.text.data(), static_cast<int>(frame.text.size()), &response);
+        m_host->invoker().handleMessage(&m_host->service(), frame.text.data(), static_cast<int>(frame.text.size()), &response);
     } catch (const std::exception& error) {
         failed = true;
         why = whatOf(error);
@@ -1116,7 +1087,7 @@ std::string Daemon::Impl::managementAnswer(const Frame& frame)
         if (frame.kind == FrameKind::MgmtGet) {
             ManageableData data;
             for (const auto& root : rootNamesFromJson(frame.text)) data.addRootId(root);
-            const bool ok = m_agent->getData(data);
+            const bool ok = m_host->agent().getData(data);
             Json items = Json::array();
             for (const auto& [path, value] : data.items()) items.push_back(Json::array({path, value}));
             return jsonText(Json{{"ok", ok}, {"items", items}});
@@ -1127,8 +1098,8 @@ std::string Daemon::Impl::managementAnswer(const Frame& frame)
             if (outcome.committed) return resultJson(true);
             return Json{{"ok", false}, {"reason", outcome.reason}}.dump();
         }
-        m_store.mergeSerialized(data.serialize());
-        m_agent->manageableDataChanged(data);
+        m_host->configStore().mergeSerialized(data.serialize());
+        m_host->agent().manageableDataChanged(data);
         return resultJson(true);
     } catch (const JsonTextError& error) {
         return errorJson("column " + std::to_string(error.column()) + ": " + error.what());
@@ -1193,24 +1164,24 @@ std::size_t Daemon::Impl::applyChangedItems(const HostConfig& fresh)
     }
     for (const auto& root : oldRoots) {
         if (fresh.storeItems.getRoot(root) != nullptr) continue;
-        m_store.removeItem(root);
+        m_host->configStore().removeItem(root);
         if (root != "canonicalDialSettings") changed.populate(root, root, "");
     }
-    for (const auto& line : m_config.teamLines) m_team.setLine(line.line, 0, "??");
+    for (const auto& line : m_config.teamLines) m_host->team().setLine(line.line, 0, "??");
     applyStoreConfig(fresh);
 
     if (canonicalChanged) {
         // A complete replacement: the settings that are gone must not survive.
-        m_store.removeItem("canonicalDialSettings");
-        m_store.mergeSerialized(rootText(fresh.storeItems, "canonicalDialSettings"));
+        m_host->configStore().removeItem("canonicalDialSettings");
+        m_host->configStore().mergeSerialized(rootText(fresh.storeItems, "canonicalDialSettings"));
         ManageableData replacement;
         replacement.populate("new-canonical-settings", "new-canonical-settings", "");
         replacement.getOrAddRoot("canonicalDialSettings") = *fresh.storeItems.getRoot("canonicalDialSettings");
-        m_agent->manageableDataChanged(replacement);
+        m_host->agent().manageableDataChanged(replacement);
     }
     std::vector<std::string> changedRoots;
     changed.getRootIds(changedRoots);
-    if (!changedRoots.empty()) m_agent->manageableDataChanged(changed);
+    if (!changedRoots.empty()) m_host->agent().manageableDataChanged(changed);
     return changedRoots.size() + (canonicalChanged ? 1 : 0);
 }
 
@@ -1336,8 +1307,7 @@ void Daemon::Impl::shutDown()
     m_messageThreads.stop();
     m_context.stop();
     // The service borrows the proxies and the peers: it goes first.
-    m_service.reset();
-    m_invoker.reset();
+    if (m_host) m_host->stopService();
     std::lock_guard<std::mutex> lock(m_clientsMutex);
     for (auto& [name, slot] : m_names) slot.proxy.reset();
     for (auto& slot : m_retired) slot.proxy.reset();

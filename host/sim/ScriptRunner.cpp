@@ -8,17 +8,13 @@
 
 #include "Executable.h"
 #include "FrameworkContext.h"
-#include "HardwareVersion.h"
 #include "InvokerResponse.h"
 #include "Logging.h"
 #include "MgmtAgentIfc.h"
-#include "PluginLibrary.h"
 #include "ProxyRequest.h"
 #include "TextQuote.h"
 
 namespace {
-const char* const kEventInterface = "DigitAnalysisServiceEventIfc";
-
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 // Splits "WORD REST" at the first blank: REST is everything after that one blank.
@@ -74,16 +70,15 @@ private:
     std::string m_client;
 };
 
-ScriptRunner::ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std::optional<int> logLevel,
+ScriptRunner::ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel,
                            std::ostream& out)
-    : m_plugin(plugin),
-      m_out(out),
+    : m_out(out),
       m_config(config),
-      m_dataAccess(m_database,
-                   [this](const std::string& request, const std::string& response) {
-                       emit("das " + quoteText(request) + " -> " + quoteText(response));
-                   }),
-      m_media([this](const std::string& line) { emit("tone " + line); })
+      m_host(std::move(plugin), PluginHostParts{m_context, m_database, m_clock,
+                                                [this](const std::string& request, const std::string& response) {
+                                                    emit("das " + quoteText(request) + " -> " + quoteText(response));
+                                                },
+                                                [this](const std::string& line) { emit("tone " + line); }})
 {
     if (logLevel) {
         platformlog::setThreshold(*logLevel);
@@ -92,20 +87,14 @@ ScriptRunner::ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std:
         platformlog::setThreshold(0);
         platformlog::setSink([](const LogRecord&) {});
     }
-    m_store.setUpdateObserver([this](const std::string& text) { emit("config-update " + quoteText(text)); });
-    m_context.registerExecutable("LocalMgmtIfc", &m_store);
-    m_context.registerExecutable("DataAccessServiceIfc", &m_dataAccess);
-    m_context.registerExecutable("MediaControlServiceIfc", &m_media);
-    m_context.registerExecutable("TeamServiceIfc", &m_team);
-    m_context.registerExecutable("ClockServiceIfc", &m_clock);
+    m_host.configStore().setUpdateObserver([this](const std::string& text) { emit("config-update " + quoteText(text)); });
     applyConfig(m_config, true);
 }
 
 ScriptRunner::~ScriptRunner()
 {
     // The service borrows the proxies: it goes first.
-    m_service.reset();
-    m_invoker.reset();
+    m_host.stopService();
     m_proxies.clear();
     platformlog::setSink({});
     platformlog::setThreshold(platformlog::kDefaultThreshold);
@@ -174,7 +163,7 @@ void ScriptRunner::execute(const std::string& command, const std::string& argume
         }
     } else if (command == "init") {
         if (!argument.empty()) throw ScriptError("init takes no argument");
-        if (m_service) throw ScriptError("the service is already started");
+        if (m_host.started()) throw ScriptError("the service is already started");
         start();
     } else if (command == "send" || command == "answer") {
         std::string client;
@@ -208,30 +197,25 @@ void ScriptRunner::execute(const std::string& command, const std::string& argume
 void ScriptRunner::applyConfig(const HostConfig& fragment, bool initial)
 {
     if (!initial && fragment.hasDialPlan) {
-        if (m_service) throw ScriptError("the service is running: write a dial plan with mgmt-set");
+        if (m_host.started()) throw ScriptError("the service is running: write a dial plan with mgmt-set");
         m_config.dialPlan = fragment.dialPlan;
         m_config.hasDialPlan = true;
     }
-    m_store.mergeSerialized(fragment.storeItems.serialize());
-    for (const auto& line : fragment.teamLines) m_team.setLine(line.line, line.type, line.destination);
-    if (fragment.subPlatformVariant) HardwareVersion::setHWSubPlatformVariant(*fragment.subPlatformVariant);
+    m_host.applyConfig(fragment);
 }
 
 void ScriptRunner::ensureStarted()
 {
-    if (!m_service) start();
+    if (!m_host.started()) start();
 }
 
 void ScriptRunner::start()
 {
-    m_service.reset(m_plugin.createService());
-    if (!m_service) throw ScriptError("the plug-in created no service");
-    m_service->init(m_context);
-    m_invoker.reset(m_plugin.createInvoker());
-    if (!m_invoker) throw ScriptError("the plug-in created no invoker");
-    m_invoker->initInvoker(&m_context);
-    m_agent = dynamic_cast<MgmtAgentIfc*>(m_service.get());
-    if (m_agent == nullptr) throw ScriptError("the plug-in's service offers no management face");
+    try {
+        m_host.startService();
+    } catch (const PluginError& error) {
+        throw ScriptError(error.what());
+    }
     if (m_config.hasDialPlan) {
         ManageableData plan = m_config.dialPlan;
         emit(std::string("mgmt-set ") + (writeThroughManagement(plan) ? "true" : "false"));
@@ -242,15 +226,11 @@ Executable* ScriptRunner::proxyFor(const std::string& client)
 {
     auto found = m_proxies.find(client);
     if (found != m_proxies.end()) return found->second.get();
-    Proxy* proxy = m_plugin.createEventProxy();
-    if (proxy == nullptr) throw ScriptError("the plug-in created no event proxy");
     auto channel = std::make_unique<ClientChannel>(*this, client);
-    proxy->initProxy(*channel);
-    m_context.registerProxy(kEventInterface, client, proxy);
-    m_context.setChannelName(proxy, client);
+    std::unique_ptr<Executable> proxy = m_host.openEventProxy(client, *channel);
+    if (!proxy) throw ScriptError("the plug-in created no event proxy");
     m_channels[client] = std::move(channel);
-    m_proxies[client].reset(proxy);
-    return proxy;
+    return (m_proxies[client] = std::move(proxy)).get();
 }
 
 void ScriptRunner::send(const std::string& client, const std::string& text)
@@ -258,7 +238,7 @@ void ScriptRunner::send(const std::string& client, const std::string& text)
     ensureStarted();
     if (!client.empty()) proxyFor(client);
     Response response(*this, client);
-    m_invoker->handleMessage(m_service.get(), text.data(), static_cast<int>(text.size()), &response);
+    m_host.invoker().handleMessage(&m_host.service(), text.data(), static_cast<int>(text.size()), &response);
     // A framework would wait for the completion; the script goes on but says so.
     if (response.completions != 1 && m_err != nullptr) {
         *m_err << m_scriptName << ':' << m_lineNumber << ": warning: the request was completed "
@@ -275,8 +255,8 @@ void ScriptRunner::notify(const std::string& json, std::size_t column)
         throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
     }
     ensureStarted();
-    m_store.mergeSerialized(change.serialize());
-    m_agent->manageableDataChanged(change);
+    m_host.configStore().mergeSerialized(change.serialize());
+    m_host.agent().manageableDataChanged(change);
 }
 
 // The service's answer, as a management client sees it, made true only by a commit of every
@@ -284,7 +264,7 @@ void ScriptRunner::notify(const std::string& json, std::size_t column)
 bool ScriptRunner::writeThroughManagement(ManageableData& data)
 {
     StoreTransaction transaction(m_database);
-    const bool accepted = m_agent->setData(data);
+    const bool accepted = m_host.agent().setData(data);
     const StoreOutcome outcome = transaction.commit();
     return accepted && outcome.committed;
 }
@@ -316,6 +296,6 @@ void ScriptRunner::managementGet(const std::string& roots)
     data.getRootIds(rootIds);
     if (rootIds.empty()) throw ScriptError("mgmt-get needs at least one root name");
     ensureStarted();
-    m_agent->getData(data);
+    m_host.agent().getData(data);
     for (const auto& [path, value] : data.items()) emit("mgmt-get " + path + " " + quoteText(value));
 }

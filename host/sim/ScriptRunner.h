@@ -10,21 +10,17 @@
 #include <string>
 
 #include "HostConfig.h"
-#include "HostPeers.h"
 #include "InProcessContext.h"
-#include "MemoryConfigStore.h"
+#include "PluginHost.h"
 #include "RecordingPeers.h"
 #include "SqliteDataAccessService.h"
 
 class Executable;
-class Invoker;
-class MgmtAgentIfc;
-class PluginLibrary;
 
 class ScriptRunner {
 public:
     // `logLevel`: print the service's log lines of that level or more severe.
-    ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out);
+    ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out);
     ~ScriptRunner();
     ScriptRunner(const ScriptRunner&) = delete;
     ScriptRunner& operator=(const ScriptRunner&) = delete;
@@ -38,24 +34,17 @@ private:
     class Response;
     struct ScriptError;
 
-    PluginLibrary& m_plugin;
     std::ostream& m_out;
     HostConfig m_config;
 
     InProcessContext m_context;
-    MemoryConfigStore m_store;
     SqliteDataAccessService m_database{":memory:"};
-    ObservedDataAccessService m_dataAccess;
-    ReportingMediaControl m_media;
-    RecordingTeamService m_team;
     FixedClock m_clock{2026, 1, 15, 9, 30, 0};
+    PluginHost m_host;
 
     std::map<std::string, std::string> m_answers;
     std::map<std::string, std::unique_ptr<ClientChannel>> m_channels;
     std::map<std::string, std::unique_ptr<Executable>> m_proxies;
-    std::unique_ptr<Executable> m_service;
-    std::unique_ptr<Invoker> m_invoker;
-    MgmtAgentIfc* m_agent = nullptr;
     std::map<std::string, std::string> m_pointerNames;
     std::ostream* m_err = nullptr;
     std::string m_scriptName;
