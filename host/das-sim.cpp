@@ -26,6 +26,7 @@ int main(int argc, char** argv)
     app.add_option("--log", logLevel, "print the service's log lines of this level or more severe (2, 3, 5)");
     app.add_option("--plugin", pluginPath, "the plug-in to load")->default_str(PluginLibrary::defaultPath());
     app.add_option("script", scriptFile, "the script to run; - reads standard input")->default_str("-");
+    app.footer("Script commands, one a line (# starts a comment):\n" + ScriptRunner::commandHelp());
     CLI11_PARSE(app, argc, argv);
 
     HostConfig config;

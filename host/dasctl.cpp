@@ -1,7 +1,9 @@
 // dasctl: a client of dasd. Sends requests and prints the replies, listens for events,
 // talks interactively, and changes, writes and reads configuration.
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <iostream>
 #include <mutex>
 #include <sstream>
@@ -84,52 +86,38 @@ public:
         }
     }
 
-    // Runs one command given as words; false for a usage fault.
+    // Runs one command given as words (the verb first; a first word that is no verb is the
+    // first request); false for a usage fault.
     bool command(const std::vector<std::string>& words)
     {
-        const std::string& verb = words.front();
-        if (verb == "set") {
-            if (words.size() != 3) return false;
-            set(words[1], words[2]);
-        } else if (verb == "mgmt-set") {
-            if (words.size() != 2) return false;
-            managementSet(words[1]);
-        } else if (verb == "mgmt-get") {
-            if (words.size() < 2) return false;
-            managementGet({words.begin() + 1, words.end()});
-        } else {
-            for (auto it = words.begin() + (verb == "send" ? 1 : 0); it != words.end(); ++it) send(*it);
-        }
+        const Verb* verb = findVerb(words.front(), Form::CommandLine);
+        const std::size_t skipped = verb != nullptr ? 1 : 0;
+        if (verb == nullptr) verb = &kVerbs[0];
+        const std::vector<std::string> arguments(words.begin() + static_cast<std::ptrdiff_t>(skipped), words.end());
+        if (arguments.size() < verb->fewestWords || arguments.size() > verb->mostWords) return false;
+        verb->run(*this, arguments);
         return true;
     }
 
     void interact()
     {
         std::string line;
-        while (m_client.isOpen() && std::getline(std::cin, line)) {
+        while (m_client.isOpen() && !m_quit && std::getline(std::cin, line)) {
             if (line.empty()) continue;
             if (line[0] != ':') {
                 send(line);
                 continue;
             }
             const auto blank = line.find(' ');
-            const std::string verb = line.substr(1, blank == std::string::npos ? std::string::npos : blank - 1);
+            const std::string name = line.substr(1, blank == std::string::npos ? std::string::npos : blank - 1);
             const std::string rest = blank == std::string::npos ? std::string() : line.substr(blank + 1);
-            if (verb == "quit") return;
-            if (verb == "answer") {
-                m_settings.answer = rest;
-            } else if (verb == "set" && rest.find(' ') != std::string::npos) {
-                set(rest.substr(0, rest.find(' ')), rest.substr(rest.find(' ') + 1));
-            } else if (verb == "mgmt-set") {
-                managementSet(rest);
-            } else if (verb == "mgmt-get") {
-                std::vector<std::string> roots;
-                std::istringstream words(rest);
-                for (std::string root; words >> root;) roots.push_back(root);
-                managementGet(roots);
-            } else {
-                print("error: commands are :set KEY VALUE, :mgmt-set JSON, :mgmt-get ROOT..., :answer TEXT, :quit");
+            const Verb* verb = findVerb(name, Form::Interactive);
+            std::vector<std::string> arguments;
+            if (verb == nullptr || !splitRest(verb->interactive, rest, arguments)) {
+                print("error: commands are " + interactiveSynopsis());
+                continue;
             }
+            verb->run(*this, arguments);
         }
     }
 
@@ -138,9 +126,91 @@ public:
     // A management message was refused.
     bool failed = false;
 
+    // The verbs, one row each: the command line's usage lines and the interactive error
+    // message are made from these rows.
+    enum class Form { CommandLine, Interactive };
+    // How an interactive line's rest becomes the verb's words.
+    enum class Split {
+        No,           // command line only
+        Nothing,      // takes no words
+        Whole,        // the rest is one word, blanks and all
+        KeyAndValue,  // the first word, then the rest (needs a blank)
+        Words,        // words between blanks
+    };
+    struct Verb {
+        const char* name;
+        const char* arguments;
+        const char* help;
+        bool onCommandLine;  // else interactive only
+        // The words a command line gives it.
+        std::size_t fewestWords;
+        std::size_t mostWords;
+        Split interactive;
+        void (*run)(Session& session, const std::vector<std::string>& words);
+    };
+    static constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
+    static const Verb kVerbs[6];
+
+    // The usage lines of the command-line verbs, for the program's description.
+    static std::string usage()
+    {
+        std::string lines;
+        for (const Verb& verb : kVerbs) {
+            if (!verb.onCommandLine) continue;
+            std::string synopsis = &verb == &kVerbs[0] ? "[" + std::string(verb.name) + "]" : std::string(verb.name);
+            synopsis += std::string(" ") + verb.arguments;
+            synopsis.resize(std::max<std::size_t>(synopsis.size() + 1, 21), ' ');
+            lines += "\n  dasctl [options] " + synopsis + verb.help;
+        }
+        return lines;
+    }
+
 private:
     Settings& m_settings;
     DasClient m_client;
+    bool m_quit = false;
+
+    static const Verb* findVerb(const std::string& name, Form form)
+    {
+        for (const Verb& verb : kVerbs) {
+            const bool offered = form == Form::Interactive ? verb.interactive != Split::No : verb.onCommandLine;
+            if (offered && name == verb.name) return &verb;
+        }
+        return nullptr;
+    }
+
+    static bool splitRest(Split split, const std::string& rest, std::vector<std::string>& words)
+    {
+        switch (split) {
+        case Split::No: return false;
+        case Split::Nothing: return true;
+        case Split::Whole: words.push_back(rest); return true;
+        case Split::KeyAndValue: {
+            const auto blank = rest.find(' ');
+            if (blank == std::string::npos) return false;
+            words.push_back(rest.substr(0, blank));
+            words.push_back(rest.substr(blank + 1));
+            return true;
+        }
+        case Split::Words: {
+            std::istringstream stream(rest);
+            for (std::string word; stream >> word;) words.push_back(word);
+            return true;
+        }
+        }
+        return false;
+    }
+
+    static std::string interactiveSynopsis()
+    {
+        std::string text;
+        for (const Verb& verb : kVerbs) {
+            if (verb.interactive == Split::No) continue;
+            if (!text.empty()) text += ", ";
+            text += std::string(":") + verb.name + (*verb.arguments != '\0' ? std::string(" ") + verb.arguments : "");
+        }
+        return text;
+    }
 
     bool reportError(const Json& result)
     {
@@ -163,6 +233,24 @@ private:
     }
 };
 
+// The first row is the verb a command line without one means.
+const Session::Verb Session::kVerbs[6] = {
+    {"send", "REQUEST...", "send requests, print the replies", true, 0, kAnyNumber, Split::No,
+     [](Session& session, const std::vector<std::string>& words) {
+         for (const auto& request : words) session.send(request);
+     }},
+    {"set", "KEY VALUE", "change an item and notify the service", true, 2, 2, Split::KeyAndValue,
+     [](Session& session, const std::vector<std::string>& words) { session.set(words[0], words[1]); }},
+    {"mgmt-set", "JSON", "management write of root items", true, 1, 1, Split::Whole,
+     [](Session& session, const std::vector<std::string>& words) { session.managementSet(words[0]); }},
+    {"mgmt-get", "ROOT...", "management read", true, 1, kAnyNumber, Split::Words,
+     [](Session& session, const std::vector<std::string>& words) { session.managementGet(words); }},
+    {"answer", "TEXT", "the answer to this client's proxy requests from now on", false, 1, 1, Split::Whole,
+     [](Session& session, const std::vector<std::string>& words) { session.m_settings.answer = words[0]; }},
+    {"quit", "", "end the session", false, 0, 0, Split::Nothing,
+     [](Session& session, const std::vector<std::string>&) { session.m_quit = true; }},
+};
+
 }  // namespace
 
 // An exception that escapes main is a programming error (the option set-up) and ends the
@@ -170,11 +258,8 @@ private:
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
-    CLI::App app{"A client of dasd.\n"
-                 "  dasctl [options] [send] REQUEST...   send requests, print the replies\n"
-                 "  dasctl [options] set KEY VALUE        change an item and notify the service\n"
-                 "  dasctl [options] mgmt-set JSON        management write of root items\n"
-                 "  dasctl [options] mgmt-get ROOT...     management read\n"
+    CLI::App app{"A client of dasd." + Session::usage() +
+                 "\n"
                  "  dasctl [options] --listen             print the events for NAME as they arrive\n"
                  "  dasctl [options] -i                   interactive: one request per line"};
     Settings settings;

@@ -1,5 +1,6 @@
 #include "ScriptRunner.h"
 
+#include <algorithm>
 #include <cctype>
 #include <istream>
 #include <ostream>
@@ -153,45 +154,81 @@ int ScriptRunner::run(std::istream& script, const std::string& scriptName, std::
     return 0;
 }
 
+const ScriptRunner::Command ScriptRunner::kCommands[8] = {
+    {"config", "JSON", "merge a configuration fragment into the store, without notification",
+     &ScriptRunner::configure},
+    {"init", "", "start the service (implicit before the first send, notify, mgmt-set or mgmt-get)",
+     &ScriptRunner::initialise},
+    {"send", "CLIENT TEXT", "a request from CLIENT (\"-\": no sender name)", &ScriptRunner::sendFromClient},
+    {"answer", "CLIENT TEXT", "what CLIENT answers to its proxy's requests from now on", &ScriptRunner::setAnswer},
+    {"wait", "MS", "advance the clock, delivering due expiries in order", &ScriptRunner::advanceClock},
+    {"notify", "JSON", "store the values, then notify the service of those root items", &ScriptRunner::notify},
+    {"mgmt-set", "JSON", "management write of root items, in one store transaction", &ScriptRunner::managementSet},
+    {"mgmt-get", "ROOT...", "management read of those roots", &ScriptRunner::managementGet},
+};
+
+std::string ScriptRunner::commandHelp()
+{
+    std::string lines;
+    for (const Command& command : kCommands) {
+        std::string synopsis = std::string(command.name) + (*command.argument != '\0' ? " " : "") + command.argument;
+        synopsis.resize(std::max<std::size_t>(synopsis.size() + 1, 22), ' ');
+        lines += (lines.empty() ? "  " : "\n  ") + synopsis + command.help;
+    }
+    return lines;
+}
+
 void ScriptRunner::execute(const std::string& command, const std::string& argument, std::size_t argumentColumn)
 {
-    if (command == "config") {
-        try {
-            applyConfig(parseHostConfig(argument), false);
-        } catch (const JsonTextError& error) {
-            throw ScriptError(error.what(), argumentColumn + static_cast<std::size_t>(error.column()) - 1);
-        }
-    } else if (command == "init") {
-        if (!argument.empty()) throw ScriptError("init takes no argument");
-        if (m_host.started()) throw ScriptError("the service is already started");
-        start();
-    } else if (command == "send" || command == "answer") {
-        std::string client;
-        std::string text;
-        splitWord(argument, client, text);
-        if (client.empty()) throw ScriptError(command + " needs a client name (\"-\" for none)");
-        if (command == "answer") {
-            m_answers[client] = text;
-        } else {
-            send(client == "-" ? std::string() : client, text);
-        }
-    } else if (command == "wait") {
-        if (argument.empty() || argument.find_first_not_of("0123456789") != std::string::npos ||
-            argument.size() > 15) {
-            const bool negative = !argument.empty() && argument[0] == '-';
-            throw ScriptError(negative ? "wait cannot go back in time: " + argument
-                                       : "wait needs a number of milliseconds, not \"" + argument + "\"");
-        }
-        m_context.advance(std::stoll(argument));
-    } else if (command == "notify") {
-        notify(argument, argumentColumn);
-    } else if (command == "mgmt-set") {
-        managementSet(argument, argumentColumn);
-    } else if (command == "mgmt-get") {
-        managementGet(argument);
-    } else {
-        throw ScriptError("unknown command \"" + command + "\"");
+    for (const Command& row : kCommands) {
+        if (command == row.name) return (this->*row.run)(argument, argumentColumn);
     }
+    throw ScriptError("unknown command \"" + command + "\"");
+}
+
+void ScriptRunner::configure(const std::string& json, std::size_t column)
+{
+    try {
+        applyConfig(parseHostConfig(json), false);
+    } catch (const JsonTextError& error) {
+        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
+    }
+}
+
+void ScriptRunner::initialise(const std::string& argument, std::size_t)
+{
+    if (!argument.empty()) throw ScriptError("init takes no argument");
+    if (m_host.started()) throw ScriptError("the service is already started");
+    start();
+}
+
+void ScriptRunner::sendFromClient(const std::string& argument, std::size_t)
+{
+    std::string client;
+    std::string text;
+    splitWord(argument, client, text);
+    if (client.empty()) throw ScriptError("send needs a client name (\"-\" for none)");
+    send(client == "-" ? std::string() : client, text);
+}
+
+void ScriptRunner::setAnswer(const std::string& argument, std::size_t)
+{
+    std::string client;
+    std::string text;
+    splitWord(argument, client, text);
+    if (client.empty()) throw ScriptError("answer needs a client name (\"-\" for none)");
+    m_answers[client] = text;
+}
+
+void ScriptRunner::advanceClock(const std::string& milliseconds, std::size_t)
+{
+    if (milliseconds.empty() || milliseconds.find_first_not_of("0123456789") != std::string::npos ||
+        milliseconds.size() > 15) {
+        const bool negative = !milliseconds.empty() && milliseconds[0] == '-';
+        throw ScriptError(negative ? "wait cannot go back in time: " + milliseconds
+                                   : "wait needs a number of milliseconds, not \"" + milliseconds + "\"");
+    }
+    m_context.advance(std::stoll(milliseconds));
 }
 
 void ScriptRunner::applyConfig(const HostConfig& fragment, bool initial)
@@ -281,7 +318,7 @@ void ScriptRunner::managementSet(const std::string& json, std::size_t column)
     emit(std::string("mgmt-set ") + (writeThroughManagement(data) ? "true" : "false"));
 }
 
-void ScriptRunner::managementGet(const std::string& roots)
+void ScriptRunner::managementGet(const std::string& roots, std::size_t)
 {
     ManageableData data;
     std::size_t start = 0;

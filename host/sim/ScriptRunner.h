@@ -29,10 +29,22 @@ public:
     // to `err` when a command is wrong.
     int run(std::istream& script, const std::string& scriptName, std::ostream& err);
 
+    // The script commands, one line each ("  wait MS   advance the clock..."), made from the
+    // command table.
+    static std::string commandHelp();
+
 private:
     class ClientChannel;
     class Response;
     struct ScriptError;
+    // One script command: its name, its argument, its help text and what runs it.
+    struct Command {
+        const char* name;
+        const char* argument;
+        const char* help;
+        void (ScriptRunner::*run)(const std::string& argument, std::size_t argumentColumn);
+    };
+    static const Command kCommands[8];
 
     std::ostream& m_out;
     HostConfig m_config;
@@ -59,9 +71,16 @@ private:
     void ensureStarted();
     void start();
     void send(const std::string& client, const std::string& text);
+
+    // The commands of the table.
+    void configure(const std::string& json, std::size_t column);
+    void initialise(const std::string& argument, std::size_t column);
+    void sendFromClient(const std::string& argument, std::size_t column);
+    void setAnswer(const std::string& argument, std::size_t column);
+    void advanceClock(const std::string& milliseconds, std::size_t column);
     void notify(const std::string& json, std::size_t column);
     void managementSet(const std::string& json, std::size_t column);
-    void managementGet(const std::string& roots);
+    void managementGet(const std::string& roots, std::size_t column);
     bool writeThroughManagement(ManageableData& data);
     Executable* proxyFor(const std::string& client);
 };
