@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstddef>
 #include <iostream>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -14,16 +13,17 @@
 #include <CLI/CLI.hpp>
 
 #include "DasClient.h"
+#include "HostMutex.h"
 #include "TextQuote.h"
 #include "UnixSocket.h"
 
 namespace {
 
-std::mutex g_outputMutex;
+HostMutex g_outputMutex;
 
 void print(const std::string& line)
 {
-    std::lock_guard<std::mutex> lock(g_outputMutex);
+    HostLock lock(g_outputMutex);
     std::cout << line << std::endl;
 }
 

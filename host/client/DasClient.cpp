@@ -89,7 +89,7 @@ void DasClient::dispatch(const Frame& frame)
     }
     default: break;
     }
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_pending.find(frame.id);
     if (it == m_pending.end()) return;
     if (frame.kind == FrameKind::Reply) it->second.replies.push_back(frame.text);
@@ -102,7 +102,7 @@ void DasClient::dispatch(const Frame& frame)
 
 void DasClient::markClosed(const std::string& reason)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (m_open) m_closeReason = reason;
     m_open = false;
     m_changed.notify_all();
@@ -110,7 +110,7 @@ void DasClient::markClosed(const std::string& reason)
 
 void DasClient::sendFrame(const Frame& frame)
 {
-    std::lock_guard<std::mutex> lock(m_writeMutex);
+    HostLock lock(m_writeMutex);
     if (!writeAll(m_fd, encodeFrame(frame))) markClosed("the connection is broken");
 }
 
@@ -118,15 +118,21 @@ DasClient::Pending DasClient::exchange(FrameKind kind, const std::string& text)
 {
     std::uint32_t id = 0;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         if (!m_open) throw ClientError(m_closeReason);
         id = m_nextId++;
         m_pending[id] = Pending{};
     }
     sendFrame(Frame{kind, id, text});
-    std::unique_lock<std::mutex> lock(m_mutex);
-    const bool finished = m_changed.wait_for(lock, std::chrono::milliseconds(m_timeoutMs),
-                                             [&] { return m_pending[id].done || !m_open; });
+    HostLock lock(m_mutex);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_timeoutMs);
+    bool finished = true;
+    while (!m_pending[id].done && m_open) {
+        if (!lock.waitUntil(m_changed, deadline)) {
+            finished = m_pending[id].done || !m_open;
+            break;
+        }
+    }
     Pending result = m_pending[id];
     m_pending.erase(id);
     if (result.done) return result;
@@ -191,8 +197,8 @@ Json DasClient::managementGet(const std::vector<std::string>& roots)
 
 void DasClient::waitUntilClosed()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait(lock, [&] { return !m_open; });
+    HostLock lock(m_mutex);
+    while (m_open) lock.wait(m_changed);
 }
 
 void DasClient::close()
@@ -203,12 +209,12 @@ void DasClient::close()
 
 bool DasClient::isOpen() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     return m_open;
 }
 
 std::string DasClient::closeReason() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     return m_closeReason;
 }

@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Framing.h"
+#include "HostMutex.h"
 #include "JsonText.h"
 
 class ClientError : public std::runtime_error {
@@ -67,13 +67,13 @@ private:
     Handlers m_handlers;
     int m_timeoutMs;
     std::thread m_reader;
-    mutable std::mutex m_mutex;
-    std::mutex m_writeMutex;
+    mutable HostMutex m_mutex;
+    HostMutex m_writeMutex;
     std::condition_variable m_changed;
-    std::map<std::uint32_t, Pending> m_pending;
-    std::uint32_t m_nextId = 1;
-    bool m_open = true;
-    std::string m_closeReason;
+    std::map<std::uint32_t, Pending> m_pending DAS_GUARDED_BY(m_mutex);
+    std::uint32_t m_nextId DAS_GUARDED_BY(m_mutex) = 1;
+    bool m_open DAS_GUARDED_BY(m_mutex) = true;
+    std::string m_closeReason DAS_GUARDED_BY(m_mutex);
 
     void handshake(const std::string& name);
     void readFrames();

@@ -7,7 +7,7 @@ RealTimeContext::~RealTimeContext() { stop(); }
 int RealTimeContext::createTimer(Executable* owner, int durationMs)
 {
     if (owner == nullptr || durationMs < 0) return kNoTimer;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const int id = m_nextTimerId++;
     m_timers[id] = Timer{owner, durationMs, false, Clock::time_point{}, 0};
     return id;
@@ -15,7 +15,7 @@ int RealTimeContext::createTimer(Executable* owner, int durationMs)
 
 void RealTimeContext::startTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end()) return;
     it->second.running = true;
@@ -26,7 +26,7 @@ void RealTimeContext::startTimer(int timerId)
 
 void RealTimeContext::stopTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     if (it != m_timers.end()) it->second.running = false;
     m_changed.notify_all();
@@ -34,7 +34,7 @@ void RealTimeContext::stopTimer(int timerId)
 
 void RealTimeContext::resetTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end() || !it->second.running) return;  // only a running countdown restarts
     it->second.deadline = Clock::now() + std::chrono::milliseconds(it->second.durationMs);
@@ -44,21 +44,21 @@ void RealTimeContext::resetTimer(int timerId)
 
 void RealTimeContext::deleteTimer(int timerId)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     m_timers.erase(timerId);
     m_changed.notify_all();
 }
 
 bool RealTimeContext::timerRunning(int timerId) const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_timers.find(timerId);
     return it != m_timers.end() && it->second.running;
 }
 
 void RealTimeContext::start()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (m_thread.joinable()) return;
     m_stopping = false;
     m_thread = std::thread([this] { deliverExpiries(); });
@@ -67,7 +67,7 @@ void RealTimeContext::start()
 void RealTimeContext::stop()
 {
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         m_stopping = true;
         m_changed.notify_all();
     }
@@ -76,7 +76,7 @@ void RealTimeContext::stop()
 
 void RealTimeContext::deliverExpiries()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     while (!m_stopping) {
         int dueId = kNoTimer;
         Clock::time_point earliest = Clock::time_point::max();
@@ -90,11 +90,11 @@ void RealTimeContext::deliverExpiries()
             }
         }
         if (dueId == kNoTimer) {
-            m_changed.wait(lock);
+            lock.wait(m_changed);
             continue;
         }
         if (Clock::now() < earliest) {
-            m_changed.wait_until(lock, earliest);
+            lock.waitUntil(m_changed, earliest);
             continue;  // something may have changed meanwhile: look again
         }
         Timer& timer = m_timers[dueId];

@@ -6,11 +6,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "DirectoryContext.h"
+#include "HostMutex.h"
 
 class RealTimeContext : public DirectoryContext {
 public:
@@ -41,12 +41,12 @@ private:
         long long startSequence;
     };
 
-    mutable std::mutex m_mutex;
+    mutable HostMutex m_mutex;
     std::condition_variable m_changed;
-    std::map<int, Timer> m_timers;
-    int m_nextTimerId = 1;
-    long long m_startSequence = 0;
-    bool m_stopping = false;
+    std::map<int, Timer> m_timers DAS_GUARDED_BY(m_mutex);
+    int m_nextTimerId DAS_GUARDED_BY(m_mutex) = 1;
+    long long m_startSequence DAS_GUARDED_BY(m_mutex) = 0;
+    bool m_stopping DAS_GUARDED_BY(m_mutex) = false;
     std::thread m_thread;
 
     void deliverExpiries();

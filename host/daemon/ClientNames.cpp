@@ -15,13 +15,13 @@ ClientChannel::ClientChannel(std::string name, FrameworkContext& context, int an
 
 void ClientChannel::attach(const ConnectionPtr& connection)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     m_connections.emplace_back(connection.get(), connection);
 }
 
 void ClientChannel::detach(const Connection* connection)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
                                        [&](const Attached& held) {
                                            return held.first == connection || held.second.expired();
@@ -32,7 +32,7 @@ void ClientChannel::detach(const Connection* connection)
 
 void ClientChannel::deliverAnswer(std::uint32_t id, const std::string& text)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_answers.find(id);
     if (it == m_answers.end() || it->second.first) return;
     it->second = {true, text};
@@ -49,17 +49,19 @@ void ClientChannel::sendRequest(const std::string& request, std::string& reply)
     reply.clear();
     std::uint32_t id = 0;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         id = m_nextId++;
         m_answers[id] = {false, std::string()};
     }
     bool sent = false;
     for (const auto& connection : liveConnections())
         sent = connection->send(Frame{FrameKind::ProxyRequest, id, request}) || sent;
-    std::unique_lock<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (sent) {
-        m_changed.wait_for(lock, std::chrono::milliseconds(m_answerTimeoutMs),
-                           [&] { return m_answers[id].first || m_connections.empty(); });
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_answerTimeoutMs);
+        while (!m_answers[id].first && !m_connections.empty()) {
+            if (!lock.waitUntil(m_changed, deadline)) break;
+        }
     }
     const bool answered = m_answers[id].first;
     if (answered) reply = m_answers[id].second;
@@ -71,7 +73,7 @@ void ClientChannel::sendRequest(const std::string& request, std::string& reply)
 
 std::vector<ConnectionPtr> ClientChannel::liveConnections()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     std::vector<ConnectionPtr> live;
     for (const auto& held : m_connections) {
         if (auto connection = held.second.lock()) live.push_back(std::move(connection));
@@ -81,7 +83,7 @@ std::vector<ConnectionPtr> ClientChannel::liveConnections()
 
 bool ClientNames::take(const ConnectionPtr& connection, const std::string& name)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     ClientChannel* channel = channelFor(name);
     if (channel == nullptr) return false;
     ++m_names[name].connections;
@@ -91,7 +93,7 @@ bool ClientNames::take(const ConnectionPtr& connection, const std::string& name)
 
 void ClientNames::release(const std::string& name)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_names.find(name);
     if (it == m_names.end() || it->second.connections == 0) return;
     --it->second.connections;
@@ -101,28 +103,28 @@ void ClientNames::release(const std::string& name)
 void ClientNames::detach(const Connection& connection)
 {
     if (connection.name.empty()) return;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_names.find(connection.name);
     if (it != m_names.end()) it->second.channel->detach(&connection);
 }
 
 void ClientNames::deliverAnswer(const Connection& connection, std::uint32_t id, const std::string& text)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_names.find(connection.name);
     if (it != m_names.end()) it->second.channel->deliverAnswer(id, text);
 }
 
 void ClientNames::markReachedService(const std::string& name)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     const auto it = m_names.find(name);
     if (it != m_names.end()) it->second.reachedService = true;
 }
 
 void ClientNames::clear()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     for (auto& [name, slot] : m_names) slot.proxy.reset();
     for (auto& slot : m_retired) slot.proxy.reset();
     m_names.clear();

@@ -8,12 +8,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Connection.h"
+#include "HostMutex.h"
 #include "ProxyRequest.h"
 
 class Executable;
@@ -46,12 +46,12 @@ private:
     int m_answerTimeoutMs;
     FaultLog m_faults;
     std::string m_format;
-    std::mutex m_mutex;
+    HostMutex m_mutex;
     std::condition_variable m_changed;
     using Attached = std::pair<const Connection*, std::weak_ptr<Connection>>;
-    std::vector<Attached> m_connections;
-    std::map<std::uint32_t, std::pair<bool, std::string>> m_answers;
-    std::uint32_t m_nextId = 1;
+    std::vector<Attached> m_connections DAS_GUARDED_BY(m_mutex);
+    std::map<std::uint32_t, std::pair<bool, std::string>> m_answers DAS_GUARDED_BY(m_mutex);
+    std::uint32_t m_nextId DAS_GUARDED_BY(m_mutex) = 1;
 
     // The caller lets the holds go outside m_mutex.
     std::vector<ConnectionPtr> liveConnections();
@@ -101,12 +101,12 @@ private:
 
     PluginHost& m_host;
     int m_answerTimeoutMs;
-    std::mutex m_mutex;
-    std::map<std::string, Slot> m_names;
+    HostMutex m_mutex;
+    std::map<std::string, Slot> m_names DAS_GUARDED_BY(m_mutex);
     // Proxies (with their channels) of recycled names the service may still hold.
-    std::vector<Slot> m_retired;
-    std::uint64_t m_clock = 0;
+    std::vector<Slot> m_retired DAS_GUARDED_BY(m_mutex);
+    std::uint64_t m_clock DAS_GUARDED_BY(m_mutex) = 0;
 
-    ClientChannel* channelFor(const std::string& name);
-    bool recycleIdleName();
+    ClientChannel* channelFor(const std::string& name) DAS_REQUIRES(m_mutex);
+    bool recycleIdleName() DAS_REQUIRES(m_mutex);
 };

@@ -24,7 +24,7 @@ bool Connection::send(const Frame& frame)
                       std::to_string(length) + " exceeds the limit of " + std::to_string(kMaxFrameLength));
         return false;
     }
-    std::lock_guard<std::mutex> lock(m_writeMutex);
+    HostLock lock(m_writeMutex);
     if (m_broken) return false;
     if (!m_sink->write(encodeFrame(frame))) {
         m_broken = true;
@@ -36,7 +36,7 @@ bool Connection::send(const Frame& frame)
 
 void Connection::close()
 {
-    std::lock_guard<std::mutex> lock(queueMutex);
+    HostLock lock(queueMutex);
     closing = true;
     drained.notify_all();
 }

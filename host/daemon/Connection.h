@@ -9,12 +9,12 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "DaemonLog.h"
 #include "Framing.h"
+#include "HostMutex.h"
 
 // Where a connection's frames go: its socket, or anything else that takes whole encoded
 // frames (to drive the frame handling in process, without a socket).
@@ -85,18 +85,18 @@ public:
     std::atomic<std::size_t> managementWaiting{0};
 
     // The strand: requests of this connection, and whether a message thread has it.
-    std::mutex queueMutex;
+    HostMutex queueMutex;
     std::condition_variable drained;
-    std::deque<Frame> requests;
-    std::size_t requestBytes = 0;
-    bool scheduled = false;
-    bool closing = false;
+    std::deque<Frame> requests DAS_GUARDED_BY(queueMutex);
+    std::size_t requestBytes DAS_GUARDED_BY(queueMutex) = 0;
+    bool scheduled DAS_GUARDED_BY(queueMutex) = false;
+    bool closing DAS_GUARDED_BY(queueMutex) = false;
 
 private:
     std::unique_ptr<FrameSink> m_sink;
     int m_readFd;
-    std::mutex m_writeMutex;
-    bool m_broken = false;
+    HostMutex m_writeMutex;
+    bool m_broken DAS_GUARDED_BY(m_writeMutex) = false;
 };
 
 using ConnectionPtr = std::shared_ptr<Connection>;

@@ -5,12 +5,12 @@
 #include "TextQuote.h"
 
 namespace {
-std::mutex g_outputMutex;
+HostMutex g_outputMutex;
 }  // namespace
 
 void say(const std::string& text)
 {
-    std::lock_guard<std::mutex> lock(g_outputMutex);
+    HostLock lock(g_outputMutex);
     std::cerr << "dasd: " << text << std::endl;
 }
 
@@ -40,7 +40,7 @@ FaultLog*& FaultLog::ofCurrentRequest()
 
 void FaultLog::rename(std::string who)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     m_who = std::move(who);
 }
 
@@ -49,7 +49,7 @@ void FaultLog::report(const std::string& line)
     std::string summary;
     bool write = false;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         const auto now = SteadyClock::now();
         if (!m_started || now - m_windowStart >= kWindow) {
             summary = takeSummary();
@@ -77,7 +77,7 @@ void FaultLog::flush()
 {
     std::string summary;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         summary = takeSummary();
     }
     if (!summary.empty()) say(summary);

@@ -5,8 +5,9 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
-#include <mutex>
 #include <string>
+
+#include "HostMutex.h"
 
 // The service's log lines of this level or more severe that a client's request causes count
 // as that client's fault lines.
@@ -54,12 +55,12 @@ public:
 
 private:
     using SteadyClock = std::chrono::steady_clock;
-    std::mutex m_mutex;
-    std::string m_who;
-    std::size_t m_written = 0;
-    std::size_t m_suppressed = 0;
-    SteadyClock::time_point m_windowStart{};
-    bool m_started = false;
+    HostMutex m_mutex;
+    std::string m_who DAS_GUARDED_BY(m_mutex);
+    std::size_t m_written DAS_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_suppressed DAS_GUARDED_BY(m_mutex) = 0;
+    SteadyClock::time_point m_windowStart DAS_GUARDED_BY(m_mutex){};
+    bool m_started DAS_GUARDED_BY(m_mutex) = false;
 
-    std::string takeSummary();
+    std::string takeSummary() DAS_REQUIRES(m_mutex);
 };

@@ -101,13 +101,11 @@ bool FrameDispatcher::welcome(const ConnectionPtr& connection, const std::string
 
 void FrameDispatcher::queueRequest(const ConnectionPtr& connection, const Frame& frame)
 {
-    std::unique_lock<std::mutex> lock(connection->queueMutex);
-    connection->drained.wait(lock, [&] {
-        const bool full = connection->requests.size() >= kMaxQueuedRequests ||
-                          (!connection->requests.empty() &&
-                           connection->requestBytes + frame.text.size() > kMaxQueuedRequestBytes);
-        return !full || connection->closing;
-    });
+    HostLock lock(connection->queueMutex);
+    while (!connection->closing && (connection->requests.size() >= kMaxQueuedRequests ||
+                                    (!connection->requests.empty() &&
+                                     connection->requestBytes + frame.text.size() > kMaxQueuedRequestBytes)))
+        lock.wait(connection->drained);
     if (connection->closing) return;
     connection->requests.push_back(frame);
     connection->requestBytes += frame.text.size();
@@ -121,7 +119,7 @@ void FrameDispatcher::runNextRequest(const ConnectionPtr& connection)
 {
     Frame frame;
     {
-        std::lock_guard<std::mutex> lock(connection->queueMutex);
+        HostLock lock(connection->queueMutex);
         frame = std::move(connection->requests.front());
         connection->requests.pop_front();
         connection->requestBytes -= std::min(connection->requestBytes, frame.text.size());
@@ -132,7 +130,7 @@ void FrameDispatcher::runNextRequest(const ConnectionPtr& connection)
     } catch (...) {
         // Even reporting failed (no memory): the connection's other requests still go on.
     }
-    std::lock_guard<std::mutex> lock(connection->queueMutex);
+    HostLock lock(connection->queueMutex);
     if (connection->requests.empty()) {
         connection->scheduled = false;
         return;

@@ -1,7 +1,6 @@
 #include "InProcessSession.h"
 
 #include <chrono>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "ClientNames.h"
 #include "Connection.h"
 #include "FrameDispatch.h"
+#include "HostMutex.h"
 
 namespace {
 
@@ -17,19 +17,19 @@ class CollectingSink : public FrameSink {
 public:
     bool write(const std::string& bytes) override
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         if (m_hungUp) return false;
         m_bytes += bytes;
         return true;
     }
     void hangUp() override
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         m_hungUp = true;
     }
     std::vector<Frame> frames() const
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         FrameDecoder decoder;
         decoder.feed(m_bytes.data(), m_bytes.size());
         std::vector<Frame> result;
@@ -39,9 +39,9 @@ public:
     }
 
 private:
-    mutable std::mutex m_mutex;
-    std::string m_bytes;
-    bool m_hungUp = false;
+    mutable HostMutex m_mutex;
+    std::string m_bytes DAS_GUARDED_BY(m_mutex);
+    bool m_hungUp DAS_GUARDED_BY(m_mutex) = false;
 };
 
 // A connection without a socket: the feeding thread plays the connection's reader.
@@ -87,7 +87,7 @@ public:
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
         while (true) {
             {
-                std::lock_guard<std::mutex> lock(m_connection->queueMutex);
+                HostLock lock(m_connection->queueMutex);
                 if (m_connection->requests.empty() && !m_connection->scheduled &&
                     m_connection->managementWaiting == 0)
                     return true;

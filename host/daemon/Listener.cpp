@@ -64,7 +64,7 @@ void Listener::accept()
     timeval sendLimit{5, 0};
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &sendLimit, sizeof sendLimit);
     {
-        std::lock_guard<std::mutex> lock(m_connectionsMutex);
+        HostLock lock(m_connectionsMutex);
         m_connections.push_back(connection);
     }
     try {
@@ -72,7 +72,7 @@ void Listener::accept()
     } catch (const std::system_error& error) {
         // No thread, no client: refuse this one and go on serving the others.
         {
-            std::lock_guard<std::mutex> lock(m_connectionsMutex);
+            HostLock lock(m_connectionsMutex);
             m_connections.erase(std::remove(m_connections.begin(), m_connections.end(), connection), m_connections.end());
         }
         connection->send(Frame{FrameKind::Error, 0, "refused: the daemon cannot take another client now"});
@@ -100,7 +100,7 @@ void Listener::reap(bool all)
 {
     std::vector<ConnectionPtr> done;
     {
-        std::lock_guard<std::mutex> lock(m_connectionsMutex);
+        HostLock lock(m_connectionsMutex);
         for (auto it = m_connections.begin(); it != m_connections.end();) {
             if (all || (*it)->finished) {
                 done.push_back(*it);

@@ -6,12 +6,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "Connection.h"
 #include "DaemonLog.h"
+#include "HostMutex.h"
 
 class ClientNames;
 class FrameDispatcher;
@@ -48,8 +48,8 @@ private:
     FrameDispatcher& m_dispatcher;
     ClientNames& m_names;
     int m_listenFd = -1;
-    std::mutex m_connectionsMutex;
-    std::vector<ConnectionPtr> m_connections;
+    HostMutex m_connectionsMutex;
+    std::vector<ConnectionPtr> m_connections DAS_GUARDED_BY(m_connectionsMutex);
     std::atomic<std::uint64_t> m_connectionCount{0};
 
     // Accept failures for want of descriptors or memory: one episode is logged once; the

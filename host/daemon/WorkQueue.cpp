@@ -11,7 +11,7 @@ void WorkQueue::start(int threads)
 
 void WorkQueue::post(std::function<void()> job)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    HostLock lock(m_mutex);
     if (m_stopping) return;
     m_jobs.push_back(std::move(job));
     m_changed.notify_one();
@@ -21,7 +21,7 @@ void WorkQueue::stop()
 {
     std::deque<std::function<void()>> dropped;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        HostLock lock(m_mutex);
         m_stopping = true;
         dropped.swap(m_jobs);
         m_changed.notify_all();
@@ -36,8 +36,8 @@ void WorkQueue::work()
     while (true) {
         std::function<void()> job;
         {
-            std::unique_lock<std::mutex> lock(m_mutex);
-            m_changed.wait(lock, [&] { return m_stopping || !m_jobs.empty(); });
+            HostLock lock(m_mutex);
+            while (!m_stopping && m_jobs.empty()) lock.wait(m_changed);
             if (m_stopping) return;
             job = std::move(m_jobs.front());
             m_jobs.pop_front();

@@ -6,10 +6,11 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "HostMutex.h"
 
 class WorkQueue {
 public:
@@ -24,11 +25,12 @@ public:
 
 private:
     std::string m_name;
-    std::mutex m_mutex;
+    HostMutex m_mutex;
     std::condition_variable m_changed;
-    std::deque<std::function<void()>> m_jobs;
+    std::deque<std::function<void()>> m_jobs DAS_GUARDED_BY(m_mutex);
+    // Started and joined by the thread that owns the queue.
     std::vector<std::thread> m_threads;
-    bool m_stopping = false;
+    bool m_stopping DAS_GUARDED_BY(m_mutex) = false;
 
     void work();
 };
