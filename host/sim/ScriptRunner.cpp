@@ -186,13 +186,19 @@ void ScriptRunner::execute(const std::string& command, const std::string& argume
     throw ScriptError("unknown command \"" + command + "\"");
 }
 
-void ScriptRunner::configure(const std::string& json, std::size_t column)
+template <class Read>
+auto ScriptRunner::readJson(Read read, const std::string& json, std::size_t column) -> decltype(read(json))
 {
     try {
-        applyConfig(parseHostConfig(json), false);
+        return read(json);
     } catch (const JsonTextError& error) {
         throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
     }
+}
+
+void ScriptRunner::configure(const std::string& json, std::size_t column)
+{
+    applyConfig(readJson(parseHostConfig, json, column), false);
 }
 
 void ScriptRunner::initialise(const std::string& argument, std::size_t)
@@ -285,12 +291,7 @@ void ScriptRunner::send(const std::string& client, const std::string& text)
 
 void ScriptRunner::notify(const std::string& json, std::size_t column)
 {
-    ManageableData change;
-    try {
-        change = rootItemsFromJson(json);
-    } catch (const JsonTextError& error) {
-        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
-    }
+    ManageableData change = readJson(rootItemsFromJson, json, column);
     ensureStarted();
     m_host.configStore().mergeSerialized(change.serialize());
     m_host.agent().manageableDataChanged(change);
@@ -308,12 +309,7 @@ bool ScriptRunner::writeThroughManagement(ManageableData& data)
 
 void ScriptRunner::managementSet(const std::string& json, std::size_t column)
 {
-    ManageableData data;
-    try {
-        data = rootItemsFromJson(json);
-    } catch (const JsonTextError& error) {
-        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
-    }
+    ManageableData data = readJson(rootItemsFromJson, json, column);
     ensureStarted();
     emit(std::string("mgmt-set ") + (writeThroughManagement(data) ? "true" : "false"));
 }

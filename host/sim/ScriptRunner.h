@@ -71,6 +71,10 @@ private:
     void ensureStarted();
     void start();
     void send(const std::string& client, const std::string& text);
+    // Reads a command's JSON argument (starting at `column`) with `read`; a fault in it is the
+    // script's, at the column where it lies.
+    template <class Read>
+    static auto readJson(Read read, const std::string& json, std::size_t column) -> decltype(read(json));
 
     // The commands of the table.
     void configure(const std::string& json, std::size_t column);
