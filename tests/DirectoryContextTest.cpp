@@ -15,23 +15,6 @@ public:
 };
 }  // namespace
 
-TEST(DirectoryContext, FindsWhatWasRegisteredAndNothingElse)
-{
-    DirectoryOnly directory;
-    RecordingTeamService team;
-    FixedClock clock{2026, 1, 15, 9, 30, 0};
-    directory.registerExecutable("TeamServiceIfc", &team);
-    directory.registerProxy("EventIfc", "alice", &clock);
-    directory.setChannelName(&clock, "alice");
-
-    EXPECT_EQ(directory.findExecutable("TeamServiceIfc"), &team);
-    EXPECT_EQ(directory.findExecutable("ClockServiceIfc"), nullptr);
-    EXPECT_EQ(directory.findProxy("EventIfc", "alice"), &clock);
-    EXPECT_EQ(directory.findProxy("EventIfc", "bob"), nullptr);
-    EXPECT_EQ(directory.findChannel(&clock), "alice");
-    EXPECT_EQ(directory.findChannel(&team), "");
-}
-
 TEST(DirectoryContext, ANullPeerOrAnEmptyNameRemovesTheEntry)
 {
     DirectoryOnly directory;
