@@ -37,11 +37,11 @@ void PluginHost::startService()
     std::unique_ptr<Invoker> invoker(m_plugin->createInvoker());
     if (!invoker) throw PluginError("the plug-in created no invoker");
     invoker->initInvoker(&m_context);
-    auto* agent = dynamic_cast<MgmtAgentIfc*>(service.get());
-    if (agent == nullptr) throw PluginError("the plug-in's service offers no management face");
+    if (dynamic_cast<MgmtAgentIfc*>(service.get()) == nullptr)
+        throw PluginError("the plug-in's service offers no management face");
     m_service = std::move(service);
     m_invoker = std::move(invoker);
-    m_agent = agent;
+    m_agent = dynamic_cast<MgmtAgentIfc*>(m_service.get());
 }
 
 void PluginHost::stopService()

@@ -45,7 +45,7 @@ private:
 };
 
 // A connection without a socket: the feeding thread plays the connection's reader.
-class InProcessSession : public DaemonSession {
+class InProcessSession final : public DaemonSession {
 public:
     InProcessSession(FrameDispatcher& dispatcher, ClientNames& names, std::uint64_t number)
         : m_dispatcher(dispatcher), m_names(names)
