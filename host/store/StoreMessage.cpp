@@ -91,7 +91,7 @@ private:
         if (m_position >= m_text.size() || m_text[m_position] != '<') fail("an element or the end of the Schema");
         const std::size_t end = m_text.find('>', m_position);
         if (end == std::string::npos) fail("the end of a tag");
-        const std::string name = m_text.substr(m_position + 1, end - m_position - 1);
+        std::string name = m_text.substr(m_position + 1, end - m_position - 1);
         const bool plain = !name.empty() && std::none_of(name.begin(), name.end(), [](char c) {
             return isSpace(c) || c == '/' || c == '<' || c == '"' || c == '?' || c == '!';
         });
