@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include <CLI/CLI.hpp>
@@ -25,6 +26,7 @@ int main(int argc, char** argv)
     app.add_option("--log", logLevel, "print the service's log lines of this level or more severe (2, 3, 5)");
     app.add_option("--plugin", pluginPath, "the plug-in to load")->default_str(PluginLibrary::defaultPath());
     app.add_option("script", scriptFile, "the script to run; - reads standard input")->default_str("-");
+    app.footer("Script commands, one a line (# starts a comment):\n" + ScriptRunner::commandHelp());
     CLI11_PARSE(app, argc, argv);
 
     HostConfig config;
@@ -46,8 +48,9 @@ int main(int argc, char** argv)
     std::istream& script = scriptFile == "-" ? std::cin : file;
 
     try {
-        PluginLibrary plugin(pluginPath.empty() ? PluginLibrary::defaultPath() : pluginPath);
-        ScriptRunner runner(plugin, config, logLevel, std::cout);
+        ScriptRunner runner(
+            std::make_unique<PluginLibrary>(pluginPath.empty() ? PluginLibrary::defaultPath() : pluginPath), config,
+            logLevel, std::cout);
         return runner.run(script, scriptFile == "-" ? "<stdin>" : scriptFile, std::cerr);
     } catch (const std::exception& error) {
         std::cout.flush();

@@ -1,6 +1,6 @@
 #pragma once
-// A framework context running in one process on a virtual clock: peers are registered by
-// interface name, timers expire only when the clock is advanced. Used by tests and the
+// A framework context running in one process on a virtual clock: peers are looked up as in
+// every context (DirectoryContext), timers expire only when the clock is advanced. Used by tests and the
 // simulator. Thread-safe; expiries are delivered on the thread that advances the clock.
 
 #include <map>
@@ -8,22 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "Executable.h"
-#include "FrameworkContext.h"
+#include "DirectoryContext.h"
 
-class InProcessContext : public Context {
+class InProcessContext : public DirectoryContext {
 public:
     InProcessContext();
     ~InProcessContext() override;
-
-    void registerExecutable(const std::string& interfaceName, Executable* executable);
-    void unregisterExecutable(const std::string& interfaceName);
-    void registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy);
-    void setChannelName(Executable* executable, const std::string& channelName);
-
-    Executable* findExecutable(const std::string& interfaceName) override;
-    Executable* findProxy(const std::string& interfaceName, const std::string& clientName) override;
-    std::string findChannel(Executable* executable) override;
 
     int createTimer(Executable* owner, int durationMs) override;
     void startTimer(int timerId) override;
@@ -64,9 +54,6 @@ private:
     };
 
     mutable std::mutex m_mutex;
-    std::map<std::string, Executable*> m_executables;
-    std::map<std::pair<std::string, std::string>, Executable*> m_proxies;
-    std::map<Executable*, std::string> m_channels;
     std::map<int, Timer> m_timers;
     std::map<int, Executable*> m_formerOwners;  // owners of deleted timers, for stale expiries
     std::vector<std::string> m_operations;

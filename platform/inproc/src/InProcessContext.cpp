@@ -7,51 +7,6 @@ InProcessContext::~InProcessContext() = default;
 
 void InProcessContext::record(const std::string& operation) { m_operations.push_back(operation); }
 
-void InProcessContext::registerExecutable(const std::string& interfaceName, Executable* executable)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_executables[interfaceName] = executable;
-}
-
-void InProcessContext::unregisterExecutable(const std::string& interfaceName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_executables.erase(interfaceName);
-}
-
-void InProcessContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_proxies[{interfaceName, clientName}] = proxy;
-}
-
-void InProcessContext::setChannelName(Executable* executable, const std::string& channelName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_channels[executable] = channelName;
-}
-
-Executable* InProcessContext::findExecutable(const std::string& interfaceName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = m_executables.find(interfaceName);
-    return it == m_executables.end() ? nullptr : it->second;
-}
-
-Executable* InProcessContext::findProxy(const std::string& interfaceName, const std::string& clientName)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = m_proxies.find({interfaceName, clientName});
-    return it == m_proxies.end() ? nullptr : it->second;
-}
-
-std::string InProcessContext::findChannel(Executable* executable)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = m_channels.find(executable);
-    return it == m_channels.end() ? std::string() : it->second;
-}
-
 int InProcessContext::createTimer(Executable* owner, int durationMs)
 {
     std::lock_guard<std::mutex> lock(m_mutex);

@@ -10,21 +10,17 @@
 #include <string>
 
 #include "HostConfig.h"
-#include "HostPeers.h"
 #include "InProcessContext.h"
-#include "MemoryConfigStore.h"
+#include "PluginHost.h"
 #include "RecordingPeers.h"
 #include "SqliteDataAccessService.h"
 
 class Executable;
-class Invoker;
-class MgmtAgentIfc;
-class PluginLibrary;
 
 class ScriptRunner {
 public:
     // `logLevel`: print the service's log lines of that level or more severe.
-    ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out);
+    ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out);
     ~ScriptRunner();
     ScriptRunner(const ScriptRunner&) = delete;
     ScriptRunner& operator=(const ScriptRunner&) = delete;
@@ -33,29 +29,34 @@ public:
     // to `err` when a command is wrong.
     int run(std::istream& script, const std::string& scriptName, std::ostream& err);
 
+    // The script commands, one line each ("  wait MS   advance the clock..."), made from the
+    // command table.
+    static std::string commandHelp();
+
 private:
     class ClientChannel;
     class Response;
     struct ScriptError;
+    // One script command: its name, its argument, its help text and what runs it.
+    struct Command {
+        const char* name;
+        const char* argument;
+        const char* help;
+        void (ScriptRunner::*run)(const std::string& argument, std::size_t argumentColumn);
+    };
+    static const Command kCommands[8];
 
-    PluginLibrary& m_plugin;
     std::ostream& m_out;
     HostConfig m_config;
 
     InProcessContext m_context;
-    MemoryConfigStore m_store;
     SqliteDataAccessService m_database{":memory:"};
-    ObservedDataAccessService m_dataAccess;
-    ReportingMediaControl m_media;
-    RecordingTeamService m_team;
     FixedClock m_clock{2026, 1, 15, 9, 30, 0};
+    PluginHost m_host;
 
     std::map<std::string, std::string> m_answers;
     std::map<std::string, std::unique_ptr<ClientChannel>> m_channels;
     std::map<std::string, std::unique_ptr<Executable>> m_proxies;
-    std::unique_ptr<Executable> m_service;
-    std::unique_ptr<Invoker> m_invoker;
-    MgmtAgentIfc* m_agent = nullptr;
     std::map<std::string, std::string> m_pointerNames;
     std::ostream* m_err = nullptr;
     std::string m_scriptName;
@@ -70,9 +71,20 @@ private:
     void ensureStarted();
     void start();
     void send(const std::string& client, const std::string& text);
+    // Reads a command's JSON argument (starting at `column`) with `read`; a fault in it is the
+    // script's, at the column where it lies.
+    template <class Read>
+    static auto readJson(Read read, const std::string& json, std::size_t column) -> decltype(read(json));
+
+    // The commands of the table.
+    void configure(const std::string& json, std::size_t column);
+    void initialise(const std::string& argument, std::size_t column);
+    void sendFromClient(const std::string& argument, std::size_t column);
+    void setAnswer(const std::string& argument, std::size_t column);
+    void advanceClock(const std::string& milliseconds, std::size_t column);
     void notify(const std::string& json, std::size_t column);
     void managementSet(const std::string& json, std::size_t column);
-    void managementGet(const std::string& roots);
+    void managementGet(const std::string& roots, std::size_t column);
     bool writeThroughManagement(ManageableData& data);
     Executable* proxyFor(const std::string& client);
 };

@@ -15,7 +15,6 @@
 #include "Framing.h"
 #include "HostMutex.h"
 #include "JsonText.h"
-#include "ThreadSafety.h"
 
 class ClientError : public std::runtime_error {
 public:
@@ -68,10 +67,7 @@ private:
     Handlers m_handlers;
     int m_timeoutMs;
     std::thread m_reader;
-    // Guards the exchanges waiting for their answer and the connection's state; taken after
-    // m_writeMutex when both are (a failed write marks the connection closed).
     mutable HostMutex m_mutex;
-    // One frame written at a time, whole.
     HostMutex m_writeMutex;
     std::condition_variable m_changed;
     std::map<std::uint32_t, Pending> m_pending DAS_GUARDED_BY(m_mutex);

@@ -125,8 +125,14 @@ DasClient::Pending DasClient::exchange(FrameKind kind, const std::string& text)
     }
     sendFrame(Frame{kind, id, text});
     HostLock lock(m_mutex);
-    const bool finished = m_changed.wait_for(lock.native(), std::chrono::milliseconds(m_timeoutMs),
-                                             [&]() DAS_REQUIRES(m_mutex) { return m_pending[id].done || !m_open; });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_timeoutMs);
+    bool finished = true;
+    while (!m_pending[id].done && m_open) {
+        if (!lock.waitUntil(m_changed, deadline)) {
+            finished = m_pending[id].done || !m_open;
+            break;
+        }
+    }
     Pending result = m_pending[id];
     m_pending.erase(id);
     if (result.done) return result;
@@ -192,7 +198,7 @@ Json DasClient::managementGet(const std::vector<std::string>& roots)
 void DasClient::waitUntilClosed()
 {
     HostLock lock(m_mutex);
-    m_changed.wait(lock.native(), [&]() DAS_REQUIRES(m_mutex) { return !m_open; });
+    while (m_open) lock.wait(m_changed);
 }
 
 void DasClient::close()

@@ -4,53 +4,6 @@ RealTimeContext::RealTimeContext() = default;
 
 RealTimeContext::~RealTimeContext() { stop(); }
 
-void RealTimeContext::registerExecutable(const std::string& interfaceName, Executable* executable)
-{
-    HostLock lock(m_mutex);
-    m_executables[interfaceName] = executable;
-}
-
-void RealTimeContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
-{
-    HostLock lock(m_mutex);
-    if (proxy == nullptr) {
-        m_proxies.erase({interfaceName, clientName});
-        return;
-    }
-    m_proxies[{interfaceName, clientName}] = proxy;
-}
-
-void RealTimeContext::setChannelName(Executable* executable, const std::string& channelName)
-{
-    HostLock lock(m_mutex);
-    if (channelName.empty()) {
-        m_channels.erase(executable);
-        return;
-    }
-    m_channels[executable] = channelName;
-}
-
-Executable* RealTimeContext::findExecutable(const std::string& interfaceName)
-{
-    HostLock lock(m_mutex);
-    const auto it = m_executables.find(interfaceName);
-    return it == m_executables.end() ? nullptr : it->second;
-}
-
-Executable* RealTimeContext::findProxy(const std::string& interfaceName, const std::string& clientName)
-{
-    HostLock lock(m_mutex);
-    const auto it = m_proxies.find({interfaceName, clientName});
-    return it == m_proxies.end() ? nullptr : it->second;
-}
-
-std::string RealTimeContext::findChannel(Executable* executable)
-{
-    HostLock lock(m_mutex);
-    const auto it = m_channels.find(executable);
-    return it == m_channels.end() ? std::string() : it->second;
-}
-
 int RealTimeContext::createTimer(Executable* owner, int durationMs)
 {
     if (owner == nullptr || durationMs < 0) return kNoTimer;
@@ -137,11 +90,11 @@ void RealTimeContext::deliverExpiries()
             }
         }
         if (dueId == kNoTimer) {
-            m_changed.wait(lock.native());
+            lock.wait(m_changed);
             continue;
         }
         if (Clock::now() < earliest) {
-            m_changed.wait_until(lock.native(), earliest);
+            lock.waitUntil(m_changed, earliest);
             continue;  // something may have changed meanwhile: look again
         }
         Timer& timer = m_timers[dueId];

@@ -72,6 +72,5 @@ public:
 
 private:
     class Impl;
-    friend class InProcessSession;
     std::unique_ptr<Impl> m_impl;
 };

@@ -1,5 +1,6 @@
 #include "ScriptRunner.h"
 
+#include <algorithm>
 #include <cctype>
 #include <istream>
 #include <ostream>
@@ -8,17 +9,13 @@
 
 #include "Executable.h"
 #include "FrameworkContext.h"
-#include "HardwareVersion.h"
 #include "InvokerResponse.h"
 #include "Logging.h"
 #include "MgmtAgentIfc.h"
-#include "PluginLibrary.h"
 #include "ProxyRequest.h"
 #include "TextQuote.h"
 
 namespace {
-const char* const kEventInterface = "DigitAnalysisServiceEventIfc";
-
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 // Splits "WORD REST" at the first blank: REST is everything after that one blank.
@@ -74,16 +71,15 @@ private:
     std::string m_client;
 };
 
-ScriptRunner::ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std::optional<int> logLevel,
+ScriptRunner::ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel,
                            std::ostream& out)
-    : m_plugin(plugin),
-      m_out(out),
+    : m_out(out),
       m_config(config),
-      m_dataAccess(m_database,
-                   [this](const std::string& request, const std::string& response) {
-                       emit("das " + quoteText(request) + " -> " + quoteText(response));
-                   }),
-      m_media([this](const std::string& line) { emit("tone " + line); })
+      m_host(std::move(plugin), PluginHostParts{m_context, m_database, m_clock,
+                                                [this](const std::string& request, const std::string& response) {
+                                                    emit("das " + quoteText(request) + " -> " + quoteText(response));
+                                                },
+                                                [this](const std::string& line) { emit("tone " + line); }})
 {
     if (logLevel) {
         platformlog::setThreshold(*logLevel);
@@ -92,20 +88,14 @@ ScriptRunner::ScriptRunner(PluginLibrary& plugin, const HostConfig& config, std:
         platformlog::setThreshold(0);
         platformlog::setSink([](const LogRecord&) {});
     }
-    m_store.setUpdateObserver([this](const std::string& text) { emit("config-update " + quoteText(text)); });
-    m_context.registerExecutable("LocalMgmtIfc", &m_store);
-    m_context.registerExecutable("DataAccessServiceIfc", &m_dataAccess);
-    m_context.registerExecutable("MediaControlServiceIfc", &m_media);
-    m_context.registerExecutable("TeamServiceIfc", &m_team);
-    m_context.registerExecutable("ClockServiceIfc", &m_clock);
+    m_host.configStore().setUpdateObserver([this](const std::string& text) { emit("config-update " + quoteText(text)); });
     applyConfig(m_config, true);
 }
 
 ScriptRunner::~ScriptRunner()
 {
     // The service borrows the proxies: it goes first.
-    m_service.reset();
-    m_invoker.reset();
+    m_host.stopService();
     m_proxies.clear();
     platformlog::setSink({});
     platformlog::setThreshold(platformlog::kDefaultThreshold);
@@ -164,74 +154,111 @@ int ScriptRunner::run(std::istream& script, const std::string& scriptName, std::
     return 0;
 }
 
+const ScriptRunner::Command ScriptRunner::kCommands[8] = {
+    {"config", "JSON", "merge a configuration fragment into the store, without notification",
+     &ScriptRunner::configure},
+    {"init", "", "start the service (implicit before the first send, notify, mgmt-set or mgmt-get)",
+     &ScriptRunner::initialise},
+    {"send", "CLIENT TEXT", "a request from CLIENT (\"-\": no sender name)", &ScriptRunner::sendFromClient},
+    {"answer", "CLIENT TEXT", "what CLIENT answers to its proxy's requests from now on", &ScriptRunner::setAnswer},
+    {"wait", "MS", "advance the clock, delivering due expiries in order", &ScriptRunner::advanceClock},
+    {"notify", "JSON", "store the values, then notify the service of those root items", &ScriptRunner::notify},
+    {"mgmt-set", "JSON", "management write of root items, in one store transaction", &ScriptRunner::managementSet},
+    {"mgmt-get", "ROOT...", "management read of those roots", &ScriptRunner::managementGet},
+};
+
+std::string ScriptRunner::commandHelp()
+{
+    std::string lines;
+    for (const Command& command : kCommands) {
+        std::string synopsis = std::string(command.name) + (*command.argument != '\0' ? " " : "") + command.argument;
+        synopsis.resize(std::max<std::size_t>(synopsis.size() + 1, 22), ' ');
+        lines += (lines.empty() ? "  " : "\n  ") + synopsis + command.help;
+    }
+    return lines;
+}
+
 void ScriptRunner::execute(const std::string& command, const std::string& argument, std::size_t argumentColumn)
 {
-    if (command == "config") {
-        try {
-            applyConfig(parseHostConfig(argument), false);
-        } catch (const JsonTextError& error) {
-            throw ScriptError(error.what(), argumentColumn + static_cast<std::size_t>(error.column()) - 1);
-        }
-    } else if (command == "init") {
-        if (!argument.empty()) throw ScriptError("init takes no argument");
-        if (m_service) throw ScriptError("the service is already started");
-        start();
-    } else if (command == "send" || command == "answer") {
-        std::string client;
-        std::string text;
-        splitWord(argument, client, text);
-        if (client.empty()) throw ScriptError(command + " needs a client name (\"-\" for none)");
-        if (command == "answer") {
-            m_answers[client] = text;
-        } else {
-            send(client == "-" ? std::string() : client, text);
-        }
-    } else if (command == "wait") {
-        if (argument.empty() || argument.find_first_not_of("0123456789") != std::string::npos ||
-            argument.size() > 15) {
-            const bool negative = !argument.empty() && argument[0] == '-';
-            throw ScriptError(negative ? "wait cannot go back in time: " + argument
-                                       : "wait needs a number of milliseconds, not \"" + argument + "\"");
-        }
-        m_context.advance(std::stoll(argument));
-    } else if (command == "notify") {
-        notify(argument, argumentColumn);
-    } else if (command == "mgmt-set") {
-        managementSet(argument, argumentColumn);
-    } else if (command == "mgmt-get") {
-        managementGet(argument);
-    } else {
-        throw ScriptError("unknown command \"" + command + "\"");
+    for (const Command& row : kCommands) {
+        if (command == row.name) return (this->*row.run)(argument, argumentColumn);
     }
+    throw ScriptError("unknown command \"" + command + "\"");
+}
+
+template <class Read>
+auto ScriptRunner::readJson(Read read, const std::string& json, std::size_t column) -> decltype(read(json))
+{
+    try {
+        return read(json);
+    } catch (const JsonTextError& error) {
+        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
+    }
+}
+
+void ScriptRunner::configure(const std::string& json, std::size_t column)
+{
+    applyConfig(readJson(parseHostConfig, json, column), false);
+}
+
+void ScriptRunner::initialise(const std::string& argument, std::size_t)
+{
+    if (!argument.empty()) throw ScriptError("init takes no argument");
+    if (m_host.started()) throw ScriptError("the service is already started");
+    start();
+}
+
+void ScriptRunner::sendFromClient(const std::string& argument, std::size_t)
+{
+    std::string client;
+    std::string text;
+    splitWord(argument, client, text);
+    if (client.empty()) throw ScriptError("send needs a client name (\"-\" for none)");
+    send(client == "-" ? std::string() : client, text);
+}
+
+void ScriptRunner::setAnswer(const std::string& argument, std::size_t)
+{
+    std::string client;
+    std::string text;
+    splitWord(argument, client, text);
+    if (client.empty()) throw ScriptError("answer needs a client name (\"-\" for none)");
+    m_answers[client] = text;
+}
+
+void ScriptRunner::advanceClock(const std::string& milliseconds, std::size_t)
+{
+    if (milliseconds.empty() || milliseconds.find_first_not_of("0123456789") != std::string::npos ||
+        milliseconds.size() > 15) {
+        const bool negative = !milliseconds.empty() && milliseconds[0] == '-';
+        throw ScriptError(negative ? "wait cannot go back in time: " + milliseconds
+                                   : "wait needs a number of milliseconds, not \"" + milliseconds + "\"");
+    }
+    m_context.advance(std::stoll(milliseconds));
 }
 
 void ScriptRunner::applyConfig(const HostConfig& fragment, bool initial)
 {
     if (!initial && fragment.hasDialPlan) {
-        if (m_service) throw ScriptError("the service is running: write a dial plan with mgmt-set");
+        if (m_host.started()) throw ScriptError("the service is running: write a dial plan with mgmt-set");
         m_config.dialPlan = fragment.dialPlan;
         m_config.hasDialPlan = true;
     }
-    m_store.mergeSerialized(fragment.storeItems.serialize());
-    for (const auto& line : fragment.teamLines) m_team.setLine(line.line, line.type, line.destination);
-    if (fragment.subPlatformVariant) HardwareVersion::setHWSubPlatformVariant(*fragment.subPlatformVariant);
+    m_host.applyConfig(fragment);
 }
 
 void ScriptRunner::ensureStarted()
 {
-    if (!m_service) start();
+    if (!m_host.started()) start();
 }
 
 void ScriptRunner::start()
 {
-    m_service.reset(m_plugin.createService());
-    if (!m_service) throw ScriptError("the plug-in created no service");
-    m_service->init(m_context);
-    m_invoker.reset(m_plugin.createInvoker());
-    if (!m_invoker) throw ScriptError("the plug-in created no invoker");
-    m_invoker->initInvoker(&m_context);
-    m_agent = dynamic_cast<MgmtAgentIfc*>(m_service.get());
-    if (m_agent == nullptr) throw ScriptError("the plug-in's service offers no management face");
+    try {
+        m_host.startService();
+    } catch (const PluginError& error) {
+        throw ScriptError(error.what());
+    }
     if (m_config.hasDialPlan) {
         ManageableData plan = m_config.dialPlan;
         emit(std::string("mgmt-set ") + (writeThroughManagement(plan) ? "true" : "false"));
@@ -242,15 +269,11 @@ Executable* ScriptRunner::proxyFor(const std::string& client)
 {
     auto found = m_proxies.find(client);
     if (found != m_proxies.end()) return found->second.get();
-    Proxy* proxy = m_plugin.createEventProxy();
-    if (proxy == nullptr) throw ScriptError("the plug-in created no event proxy");
     auto channel = std::make_unique<ClientChannel>(*this, client);
-    proxy->initProxy(*channel);
-    m_context.registerProxy(kEventInterface, client, proxy);
-    m_context.setChannelName(proxy, client);
+    std::unique_ptr<Executable> proxy = m_host.openEventProxy(client, *channel);
+    if (!proxy) throw ScriptError("the plug-in created no event proxy");
     m_channels[client] = std::move(channel);
-    m_proxies[client].reset(proxy);
-    return proxy;
+    return (m_proxies[client] = std::move(proxy)).get();
 }
 
 void ScriptRunner::send(const std::string& client, const std::string& text)
@@ -258,7 +281,7 @@ void ScriptRunner::send(const std::string& client, const std::string& text)
     ensureStarted();
     if (!client.empty()) proxyFor(client);
     Response response(*this, client);
-    m_invoker->handleMessage(m_service.get(), text.data(), static_cast<int>(text.size()), &response);
+    m_host.invoker().handleMessage(&m_host.service(), text.data(), static_cast<int>(text.size()), &response);
     // A framework would wait for the completion; the script goes on but says so.
     if (response.completions != 1 && m_err != nullptr) {
         *m_err << m_scriptName << ':' << m_lineNumber << ": warning: the request was completed "
@@ -268,15 +291,10 @@ void ScriptRunner::send(const std::string& client, const std::string& text)
 
 void ScriptRunner::notify(const std::string& json, std::size_t column)
 {
-    ManageableData change;
-    try {
-        change = rootItemsFromJson(json);
-    } catch (const JsonTextError& error) {
-        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
-    }
+    ManageableData change = readJson(rootItemsFromJson, json, column);
     ensureStarted();
-    m_store.mergeSerialized(change.serialize());
-    m_agent->manageableDataChanged(change);
+    m_host.configStore().mergeSerialized(change.serialize());
+    m_host.agent().manageableDataChanged(change);
 }
 
 // The service's answer, as a management client sees it, made true only by a commit of every
@@ -284,24 +302,19 @@ void ScriptRunner::notify(const std::string& json, std::size_t column)
 bool ScriptRunner::writeThroughManagement(ManageableData& data)
 {
     StoreTransaction transaction(m_database);
-    const bool accepted = m_agent->setData(data);
+    const bool accepted = m_host.agent().setData(data);
     const StoreOutcome outcome = transaction.commit();
     return accepted && outcome.committed;
 }
 
 void ScriptRunner::managementSet(const std::string& json, std::size_t column)
 {
-    ManageableData data;
-    try {
-        data = rootItemsFromJson(json);
-    } catch (const JsonTextError& error) {
-        throw ScriptError(error.what(), column + static_cast<std::size_t>(error.column()) - 1);
-    }
+    ManageableData data = readJson(rootItemsFromJson, json, column);
     ensureStarted();
     emit(std::string("mgmt-set ") + (writeThroughManagement(data) ? "true" : "false"));
 }
 
-void ScriptRunner::managementGet(const std::string& roots)
+void ScriptRunner::managementGet(const std::string& roots, std::size_t)
 {
     ManageableData data;
     std::size_t start = 0;
@@ -316,6 +329,6 @@ void ScriptRunner::managementGet(const std::string& roots)
     data.getRootIds(rootIds);
     if (rootIds.empty()) throw ScriptError("mgmt-get needs at least one root name");
     ensureStarted();
-    m_agent->getData(data);
+    m_host.agent().getData(data);
     for (const auto& [path, value] : data.items()) emit("mgmt-get " + path + " " + quoteText(value));
 }
