@@ -48,7 +48,7 @@ public:
     std::size_t size() const { return m_overflow.empty() ? m_length : m_overflow.size(); }
 
 private:
-    char m_inline[112];
+    char m_inline[112] = {};
     std::size_t m_length = 0;
     std::string m_overflow;  // not empty once the text has outgrown m_inline
 };
