@@ -15,6 +15,7 @@
 #include "DialPlans.h"
 #include "Dialling.h"
 #include "DigitAnalysisServiceInvoker.h"
+#include "DigitAnalysisServiceTestAccess.h"
 #include "Expected.h"
 #include "InvokerResponse.h"
 #include "Phones.h"
@@ -104,7 +105,7 @@ BENCHMARK(BM_Invoker_DialStringRequest)->ArgName("trace")->Arg(0)->Arg(1);
 void BM_DialString_OnHookWorstCase(benchmark::State& state)
 {
     std::unique_ptr<ServiceHarness> phone = benchphones::start("DE");
-    DialPlan* plan = phone->service().getDialPlan();
+    DialPlan* plan = DigitAnalysisServiceTestAccess::getDialPlan(phone->service());
     ManageableData data = benchplans::configuration(benchplans::onHookWorstCasePlan());
     if (plan == nullptr || !plan->setData(data) || plan->getNumberOfEntries() != 50) {
         state.SkipWithError("the 50-row on-hook plan did not load");
