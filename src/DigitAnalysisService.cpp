@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <initializer_list>
 #include <memory>
 
@@ -41,13 +42,6 @@ namespace {
 constexpr const char* kMgmtRootId = "DigitAnalysisMgmtId";
 constexpr const char* kDataAccessServiceName = "DataAccessServiceIfc";
 
-// The keys the service registers for change notifications, in registration order.
-constexpr const char* kObservedKeys[] = {
-    das_keys::kCanonicalDialSettings, das_keys::kEmergencyE164,     das_keys::kPhoneLockActive,
-    das_keys::kInitialDigitTimer,     das_keys::kAutoDialTimer,     das_keys::kNewCanonicalSettings,
-    das_keys::kHotLineWarmLine,       das_keys::kHotLineWarmLineDigits, das_keys::kHotKeypadDialling,
-    das_keys::kMobilityCurrentUser,   das_keys::kFacPrefixNumbers,  das_keys::kServerType,
-};
 
 // The configuration value of a plain item: false when the store cannot give it or the
 // node is absent from what it gave.
@@ -203,7 +197,7 @@ DAS_COLD bool DigitAnalysisService::findKDRB()
 
     std::string failed;
     bool registered = false;
-    for (const char* key : kObservedKeys) {
+    for (const char* key : das_keys::kObservedKeys) {
         registered = localMgmt->registerAgent(key, this, true);
         if (!registered) failed += key;
     }
@@ -264,21 +258,17 @@ std::array<std::string*, 10> DigitAnalysisService::canonicalTextMembers()
 
 DAS_COLD void DigitAnalysisService::readCanonicalSettings()
 {
-    static constexpr const char* kTextKeys[] = {"countryCode",     "nationalPrefix",      "areaCode",
-                                                "minLocalNumberLength", "localEnterpriseNode", "localCallPrefix",
-                                                "internationalPrefix",  "operatorCode",        "emergencyNumber",
-                                                "extensionInitialDigits"};
-    static constexpr const char* kDialFormKeys[] = {"dialInternalForm", "dialExternalForm", "dialNeedsAccessCode",
-                                                    "dialNeedsIntGWcode"};
+    const auto& textKeys = das_keys::kCanonicalTextKeys;
+    const auto& dialFormKeys = das_keys::kCanonicalDialFormKeys;
     ManageableData defaults;
     bool defaultsNeeded = false;
     {
         CriticalSection lock(m_serviceLock);
         const auto texts = canonicalTextMembers();
         for (std::size_t i = 0; i < texts.size(); ++i) {
-            if (const DataNode* node = m_canonicalData.interogate(kTextKeys[i])) *texts[i] = node->getValue();
+            if (const DataNode* node = m_canonicalData.interogate(textKeys[i])) *texts[i] = node->getValue();
         }
-        if (const DataNode* node = m_canonicalData.interogate("expectDialNumber")) {
+        if (const DataNode* node = m_canonicalData.interogate(das_keys::kCanonicalExpectDialNumber)) {
             m_ChkExpectDialNum = node->getValue() == "true";
         }
         DAS_TRACE("Country %s national %s area %s minLocal %s Enterprise %s localPrefix %s intPrefix %s opCode %s "
@@ -291,11 +281,11 @@ DAS_COLD void DigitAnalysisService::readCanonicalSettings()
         unsigned int* const dialForms[] = {&m_dialInternalForm, &m_dialExternalForm, &m_dialNeedsAccessCode,
                                            &m_dialNeedsIntGWcode};
         for (std::size_t i = 0; i < 4; ++i) {
-            if (const DataNode* node = m_canonicalData.interogate(kDialFormKeys[i])) {
+            if (const DataNode* node = m_canonicalData.interogate(dialFormKeys[i])) {
                 *dialForms[i] = ClientUtils::stou(node->getValue());
             } else {
                 defaults.setRootId(das_keys::kCanonicalDialSettings, m_localMgmt);
-                defaults.populate(kDialFormKeys[i], ClientUtils::itos(static_cast<int>(*dialForms[i])));
+                defaults.populate(dialFormKeys[i], ClientUtils::itos(static_cast<int>(*dialForms[i])));
                 defaultsNeeded = true;
             }
         }
@@ -315,8 +305,8 @@ DAS_COLD void DigitAnalysisService::readLocalCodeLookup()
         CriticalSection lock(m_serviceLock);
         DxlDocument* document = m_canonicalData.getDocument(das_keys::kCanonicalDialSettings);
         if (document != nullptr) {
-            localCodes = document->select("lookUp/localCode");
-            internationalCodes = document->select("lookUp/internationalCode");
+            localCodes = document->select(std::string(das_keys::kCanonicalLookUp) + "/" + das_keys::kCanonicalLookUpKeys[0]);
+            internationalCodes = document->select(std::string(das_keys::kCanonicalLookUp) + "/" + das_keys::kCanonicalLookUpKeys[1]);
         }
         m_localCodeLookup.clear();
     }
@@ -429,21 +419,18 @@ void DigitAnalysisService::resetUserData() { DAS_TRACE("resetUserData"); }
 
 DAS_COLD std::map<std::string, std::string> DigitAnalysisService::canonicalSettings() const
 {
-    return {{"countryCode", m_TextCountryCode},
-            {"nationalPrefix", m_TextNationalPrefix},
-            {"areaCode", m_TextAreaCode},
-            {"minLocalNumberLength", m_TextMinLocalNumberLength},
-            {"localEnterpriseNode", m_TextLocalEnterpriseNode},
-            {"localCallPrefix", m_TextLocalCallPrefix},
-            {"internationalPrefix", m_TextInternationalPrefix},
-            {"operatorCode", m_TextOperatorCode},
-            {"emergencyNumber", m_TextEmergencyNumber},
-            {"extensionInitialDigits", m_TextExtensionInitialDigits},
-            {"expectDialNumber", m_ChkExpectDialNum ? "true" : "false"},
-            {"dialInternalForm", std::to_string(m_dialInternalForm)},
-            {"dialExternalForm", std::to_string(m_dialExternalForm)},
-            {"dialNeedsAccessCode", std::to_string(m_dialNeedsAccessCode)},
-            {"dialNeedsIntGWcode", std::to_string(m_dialNeedsIntGWcode)}};
+    const std::string* const texts[] = {&m_TextCountryCode,          &m_TextNationalPrefix,    &m_TextAreaCode,
+                                        &m_TextMinLocalNumberLength, &m_TextLocalEnterpriseNode, &m_TextLocalCallPrefix,
+                                        &m_TextInternationalPrefix,  &m_TextOperatorCode,      &m_TextEmergencyNumber,
+                                        &m_TextExtensionInitialDigits};
+    static_assert(std::size(texts) == std::size(das_keys::kCanonicalTextKeys), "one member per text setting");
+    const unsigned int forms[] = {m_dialInternalForm, m_dialExternalForm, m_dialNeedsAccessCode, m_dialNeedsIntGWcode};
+    static_assert(std::size(forms) == std::size(das_keys::kCanonicalDialFormKeys), "one member per dial form");
+    std::map<std::string, std::string> result;
+    for (std::size_t i = 0; i < std::size(texts); ++i) result[das_keys::kCanonicalTextKeys[i]] = *texts[i];
+    result[das_keys::kCanonicalExpectDialNumber] = m_ChkExpectDialNum ? "true" : "false";
+    for (std::size_t i = 0; i < std::size(forms); ++i) result[das_keys::kCanonicalDialFormKeys[i]] = std::to_string(forms[i]);
+    return result;
 }
 
 // ---------------------------------------------------------------------------------------

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "DigitAnalysisConfiguration.h"
 #include "DigitAnalysisServiceEventIfc.h"
 #include "DigitAnalysisServiceIfc.h"
 #include "Executable.h"
@@ -33,24 +34,6 @@ struct TimerDetails {
     int duration = 0;            // milliseconds
 };
 
-// Configuration keys the service reads and registers for.
-namespace das_keys {
-constexpr const char* kCanonicalDialSettings = "canonicalDialSettings";
-constexpr const char* kEmergencyE164 = "emergency-e164";
-constexpr const char* kPhoneLockActive = "phone-lock-active";
-constexpr const char* kInitialDigitTimer = "initial-digit-timer";
-constexpr const char* kAutoDialTimer = "autodialtimer";
-constexpr const char* kNewCanonicalSettings = "new-canonical-settings";
-constexpr const char* kHotLineWarmLine = "hot-line-warm-line";
-constexpr const char* kHotLineWarmLineDigits = "hot-line-warm-line-digits";
-constexpr const char* kHotKeypadDialling = "hot-keypad-dialling";
-constexpr const char* kMobilityCurrentUser = "mobility-current-user";
-constexpr const char* kFacPrefixNumbers = "fac-prefix-numbers";
-constexpr const char* kServerType = "server-type";
-constexpr const char* kDialPlanEnabled = "dial-plan-enabled";
-constexpr const char* kDiagnosticCallPrefix = "diagnostic-call-prefix";
-constexpr const char* kSoftwareType = "software-type";
-}  // namespace das_keys
 
 class DigitAnalysisService : public Service, public DigitAnalysisServiceIfc, public MgmtAgentIfc {
 public:

@@ -2,22 +2,30 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <fstream>
 #include <limits>
 #include <set>
 #include <sstream>
 
+#include "DigitAnalysisConfiguration.h"
+
 namespace {
 
 const std::set<std::string> kSections = {"items", "canonicalDialSettings", "dialPlan", "teamService", "hardware"};
 
-const std::set<std::string> kCanonicalKeys = {
-    "countryCode",         "nationalPrefix",  "areaCode",         "minLocalNumberLength", "localEnterpriseNode",
-    "localCallPrefix",     "internationalPrefix", "operatorCode", "emergencyNumber",      "extensionInitialDigits",
-    "expectDialNumber",    "dialInternalForm", "dialExternalForm", "dialNeedsAccessCode", "dialNeedsIntGWcode",
-    "lookUp"};
+// The canonical dial settings a file may give: the service's own names.
+std::set<std::string> canonicalKeys()
+{
+    std::set<std::string> keys(std::begin(das_keys::kCanonicalTextKeys), std::end(das_keys::kCanonicalTextKeys));
+    keys.insert(std::begin(das_keys::kCanonicalDialFormKeys), std::end(das_keys::kCanonicalDialFormKeys));
+    keys.insert(das_keys::kCanonicalExpectDialNumber);
+    keys.insert(das_keys::kCanonicalLookUp);
+    return keys;
+}
 
-const std::set<std::string> kLookUpKeys = {"localCode", "internationalCode"};
+const std::set<std::string> kCanonicalKeys = canonicalKeys();
+const std::set<std::string> kLookUpKeys(std::begin(das_keys::kCanonicalLookUpKeys), std::end(das_keys::kCanonicalLookUpKeys));
 
 const std::set<std::string> kDialPlanKeys = {"dial-plan-enabled", "dial-plan-id", "dial-plan-error",
                                              "dial-plan-error-row", "dialPlanSettings"};
@@ -218,9 +226,9 @@ void readCanonicalSettings(const NodeBuilder& builder, const Json& settings, Hos
     JsonPath path{std::string("canonicalDialSettings")};
     builder.requireObject(settings, path, "\"canonicalDialSettings\"");
     builder.requireKnownKeys(settings, path, kCanonicalKeys, "\"canonicalDialSettings\"");
-    if (settings.contains("lookUp")) {
-        const PathStep at(path, std::string("lookUp"));
-        const Json& rows = settings.at("lookUp");
+    if (settings.contains(das_keys::kCanonicalLookUp)) {
+        const PathStep at(path, std::string(das_keys::kCanonicalLookUp));
+        const Json& rows = settings.at(das_keys::kCanonicalLookUp);
         if (!rows.is_array()) builder.fail(path, "\"lookUp\" must be a list of {\"localCode\", \"internationalCode\"}");
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const PathStep rowAt(path, i);
@@ -228,7 +236,7 @@ void readCanonicalSettings(const NodeBuilder& builder, const Json& settings, Hos
             builder.requireKnownKeys(rows[i], path, kLookUpKeys, "a \"lookUp\" row");
         }
     }
-    builder.addRootItem(config.storeItems, "canonicalDialSettings", settings, path, false);
+    builder.addRootItem(config.storeItems, das_keys::kCanonicalDialSettings, settings, path, false);
 }
 
 void readDialPlan(const NodeBuilder& builder, const Json& plan, HostConfig& config)

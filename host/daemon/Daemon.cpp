@@ -13,6 +13,7 @@
 
 #include "ClientNames.h"
 #include "DaemonLog.h"
+#include "DigitAnalysisConfiguration.h"
 #include "FrameDispatch.h"
 #include "HostConfig.h"
 #include "HostPeers.h"
@@ -252,7 +253,7 @@ std::size_t Daemon::Impl::applyChangedItems(const HostConfig& fresh)
     bool canonicalChanged = false;
     for (const auto& root : newRoots) {
         if (rootText(m_config.storeItems, root) == rootText(fresh.storeItems, root)) continue;
-        if (root == "canonicalDialSettings") {
+        if (root == das_keys::kCanonicalDialSettings) {
             canonicalChanged = true;
             continue;
         }
@@ -261,18 +262,18 @@ std::size_t Daemon::Impl::applyChangedItems(const HostConfig& fresh)
     for (const auto& root : oldRoots) {
         if (fresh.storeItems.getRoot(root) != nullptr) continue;
         m_host->configStore().removeItem(root);
-        if (root != "canonicalDialSettings") changed.populate(root, root, "");
+        if (root != das_keys::kCanonicalDialSettings) changed.populate(root, root, "");
     }
     for (const auto& line : m_config.teamLines) m_host->team().setLine(line.line, 0, "??");
     m_host->applyConfig(fresh);
 
     if (canonicalChanged) {
         // A complete replacement: the settings that are gone must not survive.
-        m_host->configStore().removeItem("canonicalDialSettings");
-        m_host->configStore().mergeSerialized(rootText(fresh.storeItems, "canonicalDialSettings"));
+        m_host->configStore().removeItem(das_keys::kCanonicalDialSettings);
+        m_host->configStore().mergeSerialized(rootText(fresh.storeItems, das_keys::kCanonicalDialSettings));
         ManageableData replacement;
-        replacement.populate("new-canonical-settings", "new-canonical-settings", "");
-        replacement.getOrAddRoot("canonicalDialSettings") = *fresh.storeItems.getRoot("canonicalDialSettings");
+        replacement.populate(das_keys::kNewCanonicalSettings, das_keys::kNewCanonicalSettings, "");
+        replacement.getOrAddRoot(das_keys::kCanonicalDialSettings) = *fresh.storeItems.getRoot(das_keys::kCanonicalDialSettings);
         m_host->agent().manageableDataChanged(replacement);
     }
     std::vector<std::string> changedRoots;

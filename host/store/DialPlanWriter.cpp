@@ -1,11 +1,12 @@
 #include "DialPlanWriter.h"
 
+#include "DigitAnalysisConfiguration.h"
 #include "MgmtAgentIfc.h"
 
 namespace {
 
 // The service reads its plan from the store again when the base user becomes current.
-const char* const kReloadItem = "mobility-current-user";
+const char* const kReloadItem = das_keys::kMobilityCurrentUser;
 const char* const kReloadValue = "base";
 
 // The management items of the plan a service starts with when nothing is stored: no id,

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "DigitAnalysisConfiguration.h"
 #include "HostConfig.h"
 #include "ScratchDirectory.h"
 #include "TextFiles.h"
@@ -88,6 +89,24 @@ TEST(HostConfig, UsExampleIsAValidConfiguration)
     EXPECT_EQ(value(config.storeItems, "canonicalDialSettings", "areaCode"), "212");
     EXPECT_EQ(value(config.storeItems, "canonicalDialSettings", "localCallPrefix"), "9");
     EXPECT_EQ(value(config.storeItems, "canonicalDialSettings", "internationalPrefix"), "011");
+}
+
+// The host checks a file's canonical settings against the names the service reads them by.
+TEST(HostConfig, EveryCanonicalSettingTheServiceReadsIsAcceptedAndStored)
+{
+    std::string settings;
+    std::vector<std::string> keys(std::begin(das_keys::kCanonicalTextKeys), std::end(das_keys::kCanonicalTextKeys));
+    keys.insert(keys.end(), std::begin(das_keys::kCanonicalDialFormKeys), std::end(das_keys::kCanonicalDialFormKeys));
+    keys.emplace_back(das_keys::kCanonicalExpectDialNumber);
+    ASSERT_EQ(keys.size(), das_keys::kCanonicalSettingCount);
+    for (const auto& key : keys) settings += (settings.empty() ? "\"" : ", \"") + key + "\": \"1\"";
+    const HostConfig config = parseHostConfig(R"({"canonicalDialSettings": {)" + settings + "}}");
+    for (const auto& key : keys) {
+        std::string value;
+        EXPECT_TRUE(config.storeItems.interogate(std::string(das_keys::kCanonicalDialSettings) + "/" + key, value)) << key;
+        EXPECT_EQ(value, "1") << key;
+    }
+    EXPECT_THROW(parseHostConfig(R"({"canonicalDialSettings": {"countrycode": "49"}})"), JsonTextError);
 }
 
 TEST(HostConfig, LookUpRowsAreRowsOfTheCanonicalDocument)
