@@ -742,7 +742,7 @@ int DialPlan::firstDecidingEntry(const std::string& digits, unsigned int decidin
     for (int index = 0; index < count; ++index) {
         const t_dialPlanEntry& entry = m_entries[index];
         const std::string& pattern = entry.digitString;
-        if (pattern.empty()) return kEndOfEntries;
+        if (pattern.empty()) return -1;
         if (dialled != 0 && !characterAgrees(pattern[0], given[0])) continue;
         if (!agreesWith(pattern, given, dialled)) continue;
         const unsigned int entryResult = resultOf(agreeingMeetingOf(entry, dialled));
@@ -751,7 +751,7 @@ int DialPlan::firstDecidingEntry(const std::string& digits, unsigned int decidin
             return index;
         }
     }
-    return count;
+    return -1;
 }
 
 int DialPlan::getAction(std::string* digits, unsigned int* timer)
@@ -780,11 +780,7 @@ int DialPlan::getImmediateAction(std::string& digits, unsigned int* timer)
             1u << kMatchPossible | 1u << kPartialMatch | 1u << kFullMatch | 1u << kFullMinimalMatch;
         unsigned int result = kNoMatch;
         const int index = firstDecidingEntry(digits, kDeciding, result);
-        if (index == kEndOfEntries) {
-            DAS_TRACE("end of entry list reached");
-            return DIAL_PLAN_ACTION_NONE;
-        }
-        if (index == count) return DIAL_PLAN_ACTION_NONE;
+        if (index < 0) return DIAL_PLAN_ACTION_NONE;
         return immediateDecision(m_entries[index], result, digits, timer);
     }
     for (int index = 0; index < count; ++index) {
@@ -824,11 +820,7 @@ int DialPlan::getOnHookAction(std::string& digits)
     if (!loggingOnAppVex(kDasLogComponent, kLogTrace)) {
         unsigned int result = kNoMatch;
         const int index = firstDecidingEntry(digits, 1u << kFullMatch | 1u << kFullMinimalMatch, result);
-        if (index == kEndOfEntries) {
-            DAS_TRACE("end of entry list reached");
-            return DIAL_PLAN_ACTION_UNDEFINED;
-        }
-        if (index == count) return DIAL_PLAN_ACTION_UNDEFINED;
+        if (index < 0) return DIAL_PLAN_ACTION_UNDEFINED;
         const t_dialPlanEntry& entry = m_entries[index];
         return result == kFullMatch ? onHookFullMatchAction(entry, digits) : onHookMinimalMatchAction(entry, digits);
     }

@@ -90,9 +90,8 @@ private:
     unsigned int tracedEntryResult(std::string& digits, int index);
     // The scans' way with trace logging off, writing nothing: the index of the first entry
     // whose match result is one of `decidingResults` (a bit per result), with the result;
-    // kEndOfEntries when an entry with an empty digit string comes first; the number of
-    // entries in use when no entry decides.
-    static constexpr int kEndOfEntries = -1;
+    // -1 when none decides before the end of the entries in use or an entry with an empty
+    // digit string (which ends the list).
     int firstDecidingEntry(const std::string& digits, unsigned int decidingResults, unsigned int& result) const;
     // getAction's code off-hook (or with immediate dialling) for the entry that decided.
     static int immediateDecision(const t_dialPlanEntry& entry, unsigned int result, std::string& digits,
