@@ -33,8 +33,10 @@ bool Listener::listening(int& timeoutMs) const
 void Listener::serve(bool readable)
 {
     try {
-        if (readable) accept();
+        // Finished connections give their descriptors back first: out of descriptors, those
+        // are what lets the next accept succeed.
         reap(false);
+        if (readable) accept();
     } catch (const std::exception& error) {
         m_faults.report("a fault while taking a client: " + describe(error));
     }

@@ -34,8 +34,8 @@ public:
     // Whether the listening socket should be watched now; when it rests, `timeoutMs` is cut
     // to the end of the rest. The serving thread only.
     bool listening(int& timeoutMs) const;
-    // The listener's boundary: takes a waiting client when `readable`, reaps ended
-    // connections; a fault while taking one client is logged and the others go on.
+    // The listener's boundary: reaps ended connections, then takes a waiting client when
+    // `readable`; a fault while taking one client is logged and the others go on.
     void serve(bool readable);
     // Ends and joins the finished connections, or all of them.
     void reap(bool all);

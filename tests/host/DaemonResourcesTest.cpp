@@ -184,6 +184,14 @@ TEST_F(HostDaemonResources, OutOfDescriptorsTheListenerRestsLogsOnceAndServesAga
 {
     daemon.start();
     const pid_t pid = daemon.pid();
+    // One request answered before the starving: under UBSan the first check of an object's
+    // dynamic type opens a pipe (to probe its vtable), and with no descriptor left for it the
+    // check fails and ends the process. Once seen, a type is checked from a cache. dasd itself
+    // needs no descriptor to answer a request.
+    {
+        DasClient warmUp(daemon.socket(), "");
+        ASSERT_EQ(warmUp.request("isfacprefixrequest:*72"), std::vector<std::string>{"isfacprefixresponse:*72,1"});
+    }
     // The connection that found the daemon serving is taken away within a second or so: wait
     // until the daemon's descriptors have settled, so that none frees up in the middle.
     std::size_t settled = openDescriptors(pid);
@@ -213,8 +221,14 @@ TEST_F(HostDaemonResources, OutOfDescriptorsTheListenerRestsLogsOnceAndServesAga
     EXPECT_EQ(countLines(log(), "cannot accept connections"), 1u) << log();
 
     clients.clear();
-    DasClient client(daemon.socket(), "");
-    EXPECT_EQ(client.request("isfacprefixrequest:*72"), std::vector<std::string>{"isfacprefixresponse:*72,1"});
+    std::vector<std::string> answer;
+    try {
+        DasClient client(daemon.socket(), "");
+        answer = client.request("isfacprefixrequest:*72");
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << error.what() << "\n" << log();
+    }
+    EXPECT_EQ(answer, std::vector<std::string>{"isfacprefixresponse:*72,1"});
     EXPECT_TRUE(contains(log(), "dasd: accepting connections again, after ")) << log();
     EXPECT_TRUE(alive(pid));
 }
