@@ -34,6 +34,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_available;
     int m_count;
+    int m_waiting = 0;  // threads blocked in wait()
     const int m_maxCount;
     const bool m_reentrant;
     // Re-entrant only: each holder with its waits not yet posted. A holder keeps one unit, so
@@ -44,6 +45,9 @@ private:
 
     std::vector<Holder>::iterator findHolder(std::thread::id thread);
     std::vector<Holder>::const_iterator findHolder(std::thread::id thread) const;
+    // Blocks, with `lock` held on entry and exit, until a unit is free or `timeoutMs` passes
+    // (-1: no limit); false on time-out.
+    bool waitForUnit(std::unique_lock<std::mutex>& lock, int timeoutMs);
 };
 
 // Holds a semaphore for the lifetime of the object: waits without limit in the constructor and

@@ -38,12 +38,7 @@ bool Semaphore::wait(int timeoutMs)
             return true;
         }
     }
-    const auto available = [this] { return m_count > 0; };
-    if (timeoutMs < 0) {
-        m_available.wait(lock, available);
-    } else if (!m_available.wait_for(lock, std::chrono::milliseconds(timeoutMs), available)) {
-        return false;
-    }
+    if (m_count <= 0 && !waitForUnit(lock, timeoutMs)) return false;
     --m_count;
     if (m_reentrant) m_holders.emplace_back(self, 1);
     return true;
@@ -60,7 +55,22 @@ void Semaphore::post()
         m_holders.pop_back();
     }
     if (m_count < m_maxCount) ++m_count;
-    m_available.notify_one();
+    // Most posts find nobody waiting; only then is the notification worth its cost.
+    if (m_waiting > 0) m_available.notify_one();
+}
+
+bool Semaphore::waitForUnit(std::unique_lock<std::mutex>& lock, int timeoutMs)
+{
+    const auto available = [this] { return m_count > 0; };
+    ++m_waiting;
+    bool got = true;
+    if (timeoutMs < 0) {
+        m_available.wait(lock, available);
+    } else {
+        got = m_available.wait_for(lock, std::chrono::milliseconds(timeoutMs), available);
+    }
+    --m_waiting;
+    return got;
 }
 
 bool Semaphore::heldByCurrentThread() const

@@ -8,7 +8,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <utility>
 
 #include "Executable.h"
 #include "FrameworkContext.h"
@@ -31,6 +30,8 @@ public:
 private:
     std::mutex m_directoryMutex;
     std::map<std::string, Executable*> m_executables;
-    std::map<std::pair<std::string, std::string>, Executable*> m_proxies;
+    // Client proxies by interface name, then client name: looked up on every request that
+    // names its client, so the look-up compares the names where they stand and copies none.
+    std::map<std::string, std::map<std::string, Executable*>> m_proxies;
     std::map<Executable*, std::string> m_channels;
 };

@@ -56,12 +56,21 @@ private:
     mutable std::mutex m_mutex;
     std::map<int, Timer> m_timers;
     std::map<int, Executable*> m_formerOwners;  // owners of deleted timers, for stale expiries
-    std::vector<std::string> m_operations;
+    // Timer operations as they happened, kept as records and made into text only when asked
+    // for: the service starts or resets a timer on most digits.
+    struct TimerOperation {
+        enum Kind : unsigned char { kCreate, kCreateFailed, kStart, kStop, kReset, kDelete, kExpire };
+        Kind kind;
+        int timerId;
+        int durationMs;
+    };
+    std::vector<TimerOperation> m_operations;
     int m_nextTimerId = 1;
     long long m_now = 0;
     long long m_startSequence = 0;
     bool m_creationFails = false;
     int m_failuresToCome = 0;
 
-    void record(const std::string& operation);
+    void record(TimerOperation::Kind kind, int timerId, int durationMs = 0);
+    static std::string describe(const TimerOperation& operation);
 };

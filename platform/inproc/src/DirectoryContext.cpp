@@ -19,11 +19,14 @@ void DirectoryContext::unregisterExecutable(const std::string& interfaceName)
 void DirectoryContext::registerProxy(const std::string& interfaceName, const std::string& clientName, Executable* proxy)
 {
     std::lock_guard<std::mutex> lock(m_directoryMutex);
-    if (proxy == nullptr) {
-        m_proxies.erase({interfaceName, clientName});
+    if (proxy != nullptr) {
+        m_proxies[interfaceName][clientName] = proxy;
         return;
     }
-    m_proxies[{interfaceName, clientName}] = proxy;
+    const auto clients = m_proxies.find(interfaceName);
+    if (clients == m_proxies.end()) return;
+    clients->second.erase(clientName);
+    if (clients->second.empty()) m_proxies.erase(clients);
 }
 
 void DirectoryContext::setChannelName(Executable* executable, const std::string& channelName)
@@ -46,8 +49,10 @@ Executable* DirectoryContext::findExecutable(const std::string& interfaceName)
 Executable* DirectoryContext::findProxy(const std::string& interfaceName, const std::string& clientName)
 {
     std::lock_guard<std::mutex> lock(m_directoryMutex);
-    const auto it = m_proxies.find({interfaceName, clientName});
-    return it == m_proxies.end() ? nullptr : it->second;
+    const auto clients = m_proxies.find(interfaceName);
+    if (clients == m_proxies.end()) return nullptr;
+    const auto it = clients->second.find(clientName);
+    return it == clients->second.end() ? nullptr : it->second;
 }
 
 std::string DirectoryContext::findChannel(Executable* executable)

@@ -5,26 +5,29 @@
 InProcessContext::InProcessContext() = default;
 InProcessContext::~InProcessContext() = default;
 
-void InProcessContext::record(const std::string& operation) { m_operations.push_back(operation); }
+void InProcessContext::record(TimerOperation::Kind kind, int timerId, int durationMs)
+{
+    m_operations.push_back(TimerOperation{kind, timerId, durationMs});
+}
 
 int InProcessContext::createTimer(Executable* owner, int durationMs)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_creationFails || m_failuresToCome > 0) {
         if (m_failuresToCome > 0) --m_failuresToCome;
-        record("create-failed " + std::to_string(durationMs));
+        record(TimerOperation::kCreateFailed, kNoTimer, durationMs);
         return kNoTimer;
     }
     const int id = m_nextTimerId++;
     m_timers[id] = Timer{owner, durationMs, false, 0, 0};
-    record("create " + std::to_string(id) + " " + std::to_string(durationMs));
+    record(TimerOperation::kCreate, id, durationMs);
     return id;
 }
 
 void InProcessContext::startTimer(int timerId)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    record("start " + std::to_string(timerId));
+    record(TimerOperation::kStart, timerId);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end()) return;
     it->second.running = true;
@@ -35,7 +38,7 @@ void InProcessContext::startTimer(int timerId)
 void InProcessContext::stopTimer(int timerId)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    record("stop " + std::to_string(timerId));
+    record(TimerOperation::kStop, timerId);
     const auto it = m_timers.find(timerId);
     if (it != m_timers.end()) it->second.running = false;
 }
@@ -43,7 +46,7 @@ void InProcessContext::stopTimer(int timerId)
 void InProcessContext::resetTimer(int timerId)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    record("reset " + std::to_string(timerId));
+    record(TimerOperation::kReset, timerId);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end() || !it->second.running) return;  // only a running countdown restarts
     it->second.deadline = m_now + it->second.durationMs;
@@ -53,7 +56,7 @@ void InProcessContext::resetTimer(int timerId)
 void InProcessContext::deleteTimer(int timerId)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    record("delete " + std::to_string(timerId));
+    record(TimerOperation::kDelete, timerId);
     const auto it = m_timers.find(timerId);
     if (it == m_timers.end()) return;
     m_formerOwners[timerId] = it->second.owner;
@@ -108,7 +111,7 @@ void InProcessContext::advance(long long milliseconds)
             if (timer.deadline > m_now) m_now = timer.deadline;
             timer.running = false;
             owner = timer.owner;
-            record("expire " + std::to_string(dueId));
+            record(TimerOperation::kExpire, dueId);
         }
         // Delivered without the context's lock: the owner drives its timers from timerEvent.
         if (owner != nullptr) owner->timerEvent(dueId);
@@ -120,7 +123,7 @@ void InProcessContext::deliverExpiry(int timerId)
     Executable* owner = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        record("expire " + std::to_string(timerId));
+        record(TimerOperation::kExpire, timerId);
         const auto it = m_timers.find(timerId);
         if (it != m_timers.end()) {
             it->second.running = false;
@@ -156,7 +159,25 @@ int InProcessContext::timerDuration(int timerId) const
 std::vector<std::string> InProcessContext::timerOperations() const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_operations;
+    std::vector<std::string> texts;
+    texts.reserve(m_operations.size());
+    for (const TimerOperation& operation : m_operations) texts.push_back(describe(operation));
+    return texts;
+}
+
+std::string InProcessContext::describe(const TimerOperation& operation)
+{
+    switch (operation.kind) {
+    case TimerOperation::kCreate:
+        return "create " + std::to_string(operation.timerId) + " " + std::to_string(operation.durationMs);
+    case TimerOperation::kCreateFailed: return "create-failed " + std::to_string(operation.durationMs);
+    case TimerOperation::kStart: return "start " + std::to_string(operation.timerId);
+    case TimerOperation::kStop: return "stop " + std::to_string(operation.timerId);
+    case TimerOperation::kReset: return "reset " + std::to_string(operation.timerId);
+    case TimerOperation::kDelete: return "delete " + std::to_string(operation.timerId);
+    case TimerOperation::kExpire: return "expire " + std::to_string(operation.timerId);
+    }
+    return {};
 }
 
 void InProcessContext::clearTimerOperations()
