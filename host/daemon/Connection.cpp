@@ -18,15 +18,33 @@ Connection::Connection(std::unique_ptr<FrameSink> sink, int readFd, std::uint64_
 
 bool Connection::send(const Frame& frame)
 {
-    const std::size_t length = encodedFrameLength(frame);
-    if (length > kMaxFrameLength) {
-        faults.report(std::string(frameKindName(frame.kind)) + " frame for client \"" + name + "\" dropped: length " +
-                      std::to_string(length) + " exceeds the limit of " + std::to_string(kMaxFrameLength));
-        return false;
+    if (!fitsAFrame(frame)) return false;
+    return write(encodeFrame(frame));
+}
+
+bool Connection::send(const std::vector<Frame>& frames)
+{
+    std::string bytes;
+    for (const Frame& frame : frames) {
+        if (fitsAFrame(frame)) bytes += encodeFrame(frame);
     }
+    return !bytes.empty() && write(bytes);
+}
+
+bool Connection::fitsAFrame(const Frame& frame)
+{
+    const std::size_t length = encodedFrameLength(frame);
+    if (length <= kMaxFrameLength) return true;
+    faults.report(std::string(frameKindName(frame.kind)) + " frame for client \"" + name + "\" dropped: length " +
+                  std::to_string(length) + " exceeds the limit of " + std::to_string(kMaxFrameLength));
+    return false;
+}
+
+bool Connection::write(const std::string& bytes)
+{
     HostLock lock(m_writeMutex);
     if (m_broken) return false;
-    if (!m_sink->write(encodeFrame(frame))) {
+    if (!m_sink->write(bytes)) {
         m_broken = true;
         m_sink->hangUp();
         return false;

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "DaemonLog.h"
 #include "Framing.h"
@@ -69,6 +70,9 @@ public:
     // It is logged and dropped, so the request still completes, without that reply. False
     // when the frame was not sent. Any thread; takes the write lock.
     bool send(const Frame& frame);
+    // Sends `frames` in order with one write (one system call, one wake-up of the client),
+    // each too-long frame dropped as above. False when nothing was sent.
+    bool send(const std::vector<Frame>& frames);
     void hangUp() { m_sink->hangUp(); }
     // Wakes a reader waiting for room in the request queue and lets no more requests in.
     void close();
@@ -93,6 +97,11 @@ public:
     bool closing DAS_GUARDED_BY(queueMutex) = false;
 
 private:
+    // Whether `frame` can be sent; a frame too long is logged.
+    bool fitsAFrame(const Frame& frame);
+    // Writes encoded frames whole, under the write lock.
+    bool write(const std::string& bytes);
+
     std::unique_ptr<FrameSink> m_sink;
     int m_readFd;
     HostMutex m_writeMutex;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <vector>
 
 #include "ClientNames.h"
 #include "DialPlanWriter.h"
@@ -18,18 +19,29 @@ namespace {
 
 const char* const kBusyText = "busy: too many management messages are waiting; try again later";
 
-// The reply channel of one request from a connection.
+// The reply channel of one request from a connection. The replies wait for the completion
+// and go with it in one write: the client is woken once per request, not once per frame.
+// Nothing reaches the connection between a reply and the completion (the invoker answers
+// after the service has done its work), so holding the replies changes no order.
 class ConnectionResponse : public InvokerResponse {
 public:
     ConnectionResponse(ConnectionPtr connection, std::uint32_t id) : m_connection(std::move(connection)), m_id(id) {}
     void sendResponse(const char* data, int length) override
     {
-        const std::string text = data != nullptr && length > 0 ? std::string(data, static_cast<std::size_t>(length)) : "";
-        m_connection->send(Frame{FrameKind::Reply, m_id, text});
+        std::string text = data != nullptr && length > 0 ? std::string(data, static_cast<std::size_t>(length)) : "";
+        Frame reply{FrameKind::Reply, m_id, std::move(text)};
+        if (completions > 0) {
+            m_connection->send(reply);  // a reply after the completion goes as it comes
+            return;
+        }
+        m_frames.push_back(std::move(reply));
     }
     void responseComplete() override
     {
-        if (completions++ == 0) m_connection->send(Frame{FrameKind::Complete, m_id, std::string()});
+        if (completions++ != 0) return;
+        m_frames.push_back(Frame{FrameKind::Complete, m_id, std::string()});
+        m_connection->send(m_frames);
+        m_frames.clear();
     }
     void getSenderName(std::string& name) override { name = m_connection->name; }
     int completions = 0;
@@ -37,6 +49,7 @@ public:
 private:
     ConnectionPtr m_connection;
     std::uint32_t m_id;
+    std::vector<Frame> m_frames;
 };
 
 std::string resultJson(bool ok) { return jsonText(Json{{"ok", ok}}); }
