@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "CommandLine.h"
 #include "DasctlSession.h"
 #include "TextQuote.h"
 #include "UnixSocket.h"
@@ -30,25 +31,37 @@ int main(int argc, char** argv)
     app.add_flag("--listen", settings.listen, "print events until the daemon stops");
     app.add_flag("-i,--interactive", settings.interactive, "read requests from standard input");
     app.add_option("command", settings.words, "the command and its arguments");
-    CLI11_PARSE(app, argc, argv);
+    addVersionFlag(app, "dasctl");
+    app.footer(exitStatusHelp(true));
+    if (const int status = parseCommandLine(app, argc, argv); status >= 0) return status;
 
+    if (!settings.words.empty()) {
+        if (const std::string fault = DasctlSession::usageFault(settings.words); !fault.empty()) {
+            std::cerr << "dasctl: " << fault << "\nRun with --help for more information." << std::endl;
+            return kExitUsage;
+        }
+    }
+    if (settings.socketPath.empty()) {
+        std::cerr << "dasctl: " << noDefaultSocketMessage() << std::endl;
+        return kExitUsage;
+    }
     if (settings.words.empty() && !settings.listen && !settings.interactive) settings.interactive = true;
     try {
         DasctlSession session(settings);
-        if (!settings.words.empty() && !session.command(settings.words)) {
-            std::cerr << "dasctl: wrong arguments for " << settings.words.front() << "\n" << app.help() << std::endl;
-            return 2;
-        }
+        if (!settings.words.empty()) session.command(settings.words);
         if (settings.interactive) session.interact();
         if (settings.listen) session.listen();
         if (settings.waitMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(settings.waitMs));
-        return session.failed ? 1 : 0;
+        return session.failed ? kExitFailure : kExitSuccess;
+    } catch (const DaemonUnreachable& error) {
+        std::cerr << "dasctl: " << error.what() << std::endl;
+        return kExitUnreachable;
     } catch (const ClientError& error) {
         std::cerr << "dasctl: " << error.what() << std::endl;
-        return 1;
+        return kExitFailure;
     } catch (const std::exception& error) {
         // Whatever the daemon or the arguments hold, the client ends with a message.
         std::cerr << "dasctl: " << quoteText(error.what()) << std::endl;
-        return 1;
+        return kExitFailure;
     }
 }

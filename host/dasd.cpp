@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "CommandLine.h"
 #include "Daemon.h"
 #include "HostConfig.h"
 #include "PluginLibrary.h"
@@ -32,13 +33,15 @@ int main(int argc, char** argv)
     app.add_option("--answer-timeout", options.answerTimeoutMs, "ms to wait for a client's answer to a proxy request")
         ->check(CLI::Range(1, 600000))
         ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    addVersionFlag(app, "dasd");
+    app.footer(exitStatusHelp(false));
+    if (const int status = parseCommandLine(app, argc, argv); status >= 0) return status;
     if (options.pluginPath.empty()) options.pluginPath = PluginLibrary::defaultPath();
     // No silent fallback to a directory shared with other users: without a private default
     // place the path must be given.
     if (options.socketPath.empty()) {
         std::cerr << "dasd: " << noDefaultSocketMessage() << std::endl;
-        return 2;
+        return kExitUsage;
     }
 
     try {
@@ -46,9 +49,9 @@ int main(int argc, char** argv)
         return daemon.run();
     } catch (const ConfigFileError& error) {
         std::cerr << "dasd: " << error.what() << std::endl;
-        return 2;
+        return kExitUsage;
     } catch (const std::exception& error) {
         std::cerr << "dasd: " << error.what() << std::endl;
-        return 1;
+        return kExitFailure;
     }
 }

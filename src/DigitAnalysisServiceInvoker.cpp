@@ -5,6 +5,7 @@
 #include "CallPartyIdentifier.h"
 #include "DigitAnalysisServiceEventIfc.h"
 #include "DigitAnalysisServiceIfc.h"
+#include "DigitAnalysisRequestKeywords.h"
 #include "DigitAnalysisServicePlugin.h"
 #include "FrameworkContext.h"
 #include "InvokerResponse.h"
@@ -28,7 +29,7 @@ const std::string& eventInterfaceName()
     static const std::string name = "DigitAnalysisServiceEventIfc";
     return name;
 }
-constexpr const char kErrorReply[] = "errorresponse";
+using das_requests::kErrorReply;
 
 // A reply text, built where it is used: the replies are short, so they need no allocation
 // (a longer one, such as a long list of numbers, goes to the heap).
@@ -327,32 +328,35 @@ struct RequestRow {
 // request: "localdialableconversionrequest" is also part of
 // "canonicaltolocaldialableconversionrequest".
 const RequestRow kRequestRows[] = {
-    {"startdiallingrequest", Match::kContains, startDiallingRequest},
-    {"dialpartydetailsresponse", Match::kContains, dialPartyDetailsResponse},
-    {"startblindtransferdiallingrequest", Match::kContains, startBlindTransferDiallingRequest},
-    {"startonhookdiallingrequest", Match::kContains, startOnHookDiallingRequest},
-    {"stopdiallingrequest", Match::kContains, stopDiallingRequest},
-    {"resetAutoDialTimer", Match::kContains, resetAutoDialTimerRequest},
-    {"suspenddiallingrequest", Match::kContains, suspendDiallingRequest},
-    {"resumediallingrequest", Match::kContains, resumeDiallingRequest},
-    {"dialstringrequest", Match::kContains, dialStringRequest},
-    {"set_call_context_provider_request", Match::kContains, setCallContextProviderRequest},
-    {"clear_call_content_provider_request", Match::kContains, clearCallContentProviderRequest},
-    {"set_dialler_request", Match::kContains, setDiallerRequest},
-    {"isCanonicalDataValidRequest", Match::kStartsWith, isCanonicalDataValidRequest},
-    {"canonicalconversionrequest", Match::kStartsWith, canonicalConversionRequest},
-    {"localdialableconversionrequest", Match::kStartsWith, localDialableConversionRequest},
-    {"ringcentralconversionrequest", Match::kStartsWith, ringCentralConversionRequest},
-    {"canonicaltolocaldialableconversionrequest", Match::kStartsWith, canonicalToLocalDialableConversionRequest},
-    {"getEmergencyNumbersDialStringRequest", Match::kContains, getEmergencyNumbersDialStringRequest},
-    {"getLatestDialledDigitsRequest", Match::kContains, getLatestDialledDigitsRequest},
-    {"getLockBypassNumbersDialStringRequest", Match::kContains, getLockBypassNumbersDialStringRequest},
-    {"isEmergencyNumberRequest", Match::kContains, isEmergencyNumberRequest},
-    {"islockbypassrequest", Match::kContains, isLockBypassRequest},
-    {"isfacprefixrequest", Match::kContains, isFACPrefixRequest},
+    {das_requests::kStartDialling, Match::kContains, startDiallingRequest},
+    {das_requests::kDialPartyDetails, Match::kContains, dialPartyDetailsResponse},
+    {das_requests::kStartBlindTransferDialling, Match::kContains, startBlindTransferDiallingRequest},
+    {das_requests::kStartOnHookDialling, Match::kContains, startOnHookDiallingRequest},
+    {das_requests::kStopDialling, Match::kContains, stopDiallingRequest},
+    {das_requests::kResetAutoDialTimer, Match::kContains, resetAutoDialTimerRequest},
+    {das_requests::kSuspendDialling, Match::kContains, suspendDiallingRequest},
+    {das_requests::kResumeDialling, Match::kContains, resumeDiallingRequest},
+    {das_requests::kDialString, Match::kContains, dialStringRequest},
+    {das_requests::kSetCallContextProvider, Match::kContains, setCallContextProviderRequest},
+    {das_requests::kClearCallContentProvider, Match::kContains, clearCallContentProviderRequest},
+    {das_requests::kSetDialler, Match::kContains, setDiallerRequest},
+    {das_requests::kIsCanonicalDataValid, Match::kStartsWith, isCanonicalDataValidRequest},
+    {das_requests::kCanonicalConversion, Match::kStartsWith, canonicalConversionRequest},
+    {das_requests::kLocalDialableConversion, Match::kStartsWith, localDialableConversionRequest},
+    {das_requests::kRingCentralConversion, Match::kStartsWith, ringCentralConversionRequest},
+    {das_requests::kCanonicalToLocalDialableConversion, Match::kStartsWith, canonicalToLocalDialableConversionRequest},
+    {das_requests::kGetEmergencyNumbersDialString, Match::kContains, getEmergencyNumbersDialStringRequest},
+    {das_requests::kGetLatestDialledDigits, Match::kContains, getLatestDialledDigitsRequest},
+    {das_requests::kGetLockBypassNumbersDialString, Match::kContains, getLockBypassNumbersDialStringRequest},
+    {das_requests::kIsEmergencyNumber, Match::kContains, isEmergencyNumberRequest},
+    {das_requests::kIsLockBypass, Match::kContains, isLockBypassRequest},
+    {das_requests::kIsFacPrefix, Match::kContains, isFACPrefixRequest},
 };
 
 constexpr std::size_t kRequestRowCount = sizeof kRequestRows / sizeof kRequestRows[0];
+// Clients check a request's first word against the list of keywords; one row each.
+static_assert(kRequestRowCount == sizeof das_requests::kAllKeywords / sizeof das_requests::kAllKeywords[0],
+              "every request row has its keyword in DigitAnalysisRequestKeywords.h");
 
 bool matches(const RequestRow& row, std::string_view text)
 {

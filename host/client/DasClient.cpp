@@ -33,7 +33,7 @@ DasClient::DasClient(const std::string& socketPath, const std::string& name, Han
     try {
         m_fd = connectUnixSocket(socketPath);
     } catch (const SocketError& error) {
-        throw ClientError(error.what());
+        throw DaemonUnreachable(error.what());
     }
     try {
         handshake(name);

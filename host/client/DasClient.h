@@ -21,6 +21,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// No daemon could be reached at the socket: nothing listens there, or it may not be used
+// (another user's socket).
+class DaemonUnreachable : public ClientError {
+public:
+    using ClientError::ClientError;
+};
+
 class DasClient {
 public:
     struct Handlers {
@@ -31,7 +38,8 @@ public:
     };
 
     // Connects and names itself (an empty name: a client without a name). Throws
-    // ClientError when the daemon cannot be reached or refuses the client.
+    // DaemonUnreachable when the daemon cannot be reached, ClientError when it refuses the
+    // client.
     DasClient(const std::string& socketPath, const std::string& name, Handlers handlers = {}, int timeoutMs = 10000);
     ~DasClient();
     DasClient(const DasClient&) = delete;

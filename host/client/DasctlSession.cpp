@@ -4,8 +4,10 @@
 #include <iostream>
 #include <sstream>
 
+#include "DigitAnalysisRequestKeywords.h"
 #include "HostMutex.h"
 #include "JsonText.h"
+#include "LineReader.h"
 #include "TextQuote.h"
 
 namespace {
@@ -52,7 +54,10 @@ DasctlSession::DasctlSession(DasctlSettings& settings)
 
 void DasctlSession::send(const std::string& request)
 {
-    for (const auto& reply : m_client.request(request)) print("reply " + quoteText(reply));
+    for (const auto& reply : m_client.request(request)) {
+        print("reply " + quoteText(reply));
+        if (reply == das_requests::kErrorReply) failed = true;
+    }
 }
 
 void DasctlSession::set(const std::string& key, const std::string& value)
@@ -67,6 +72,7 @@ void DasctlSession::managementSet(const std::string& json)
     if (reportError(result)) return;
     const bool written = result.value("ok", false);
     print(std::string("mgmt-set ") + (written ? "true" : "false"));
+    if (!written) failed = true;
     // Why the plan is not in force: refused by the service, or not stored.
     if (!written && result.contains("reason")) print("reason " + quoteText(result.value("reason", std::string())));
 }
@@ -83,21 +89,54 @@ void DasctlSession::managementGet(const std::vector<std::string>& roots)
     }
 }
 
+const DasctlSession::Verb& DasctlSession::verbOf(const std::vector<std::string>& words, std::size_t& skipped)
+{
+    const Verb* verb = words.empty() ? nullptr : findVerb(words.front(), Form::CommandLine);
+    skipped = verb != nullptr ? 1 : 0;
+    return verb != nullptr ? *verb : kVerbs[0];
+}
+
+std::string DasctlSession::usageFault(const std::vector<std::string>& words)
+{
+    std::size_t skipped = 0;
+    const Verb& verb = verbOf(words, skipped);
+    if (skipped == 0) {
+        // A word that is neither a verb nor a request is far more often a mistyped verb
+        // than a request meant to be sent: refuse it rather than send it.
+        for (const auto& word : words) {
+            if (!beginsWithRequestKeyword(word)) {
+                return "unknown command " + quoteText(word) +
+                       ": neither a verb nor a request keyword (\"send TEXT\" sends any text)";
+            }
+        }
+    }
+    const std::size_t count = words.size() - skipped;
+    if (count < verb.fewestWords || count > verb.mostWords) return std::string("wrong arguments for ") + verb.name;
+    return std::string();
+}
+
 bool DasctlSession::command(const std::vector<std::string>& words)
 {
-    const Verb* verb = findVerb(words.front(), Form::CommandLine);
-    const std::size_t skipped = verb != nullptr ? 1 : 0;
-    if (verb == nullptr) verb = &kVerbs[0];
-    const std::vector<std::string> arguments(words.begin() + static_cast<std::ptrdiff_t>(skipped), words.end());
-    if (arguments.size() < verb->fewestWords || arguments.size() > verb->mostWords) return false;
-    verb->run(*this, arguments);
+    if (!usageFault(words).empty()) return false;
+    std::size_t skipped = 0;
+    const Verb& verb = verbOf(words, skipped);
+    verb.run(*this, std::vector<std::string>(words.begin() + static_cast<std::ptrdiff_t>(skipped), words.end()));
     return true;
+}
+
+bool DasctlSession::beginsWithRequestKeyword(const std::string& request)
+{
+    for (const char* keyword : das_requests::kAllKeywords) {
+        if (request.rfind(keyword, 0) == 0) return true;
+    }
+    return false;
 }
 
 void DasctlSession::interact()
 {
+    LineReader reader("dasctl> ");
     std::string line;
-    while (m_client.isOpen() && !m_quit && std::getline(std::cin, line)) {
+    while (m_client.isOpen() && !m_quit && reader.read(line)) {
         if (line.empty()) continue;
         if (line[0] != ':') {
             send(line);

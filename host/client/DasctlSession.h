@@ -34,9 +34,12 @@ public:
     // for the program's description.
     static std::string usage();
 
-    // Runs one command given as words (the verb first; a first word that is no verb is the
-    // first request); false for a usage fault (a wrong number of words). Throws ClientError
-    // when the connection fails.
+    // What is wrong with a command given as words (the verb first; without a verb the words
+    // are requests, each of which must begin with a request keyword): a wrong number of
+    // words, an unknown first word. "" when nothing is.
+    static std::string usageFault(const std::vector<std::string>& words);
+    // Runs one command given as words; false, sending nothing, when usageFault finds one.
+    // Throws ClientError when the connection fails.
     bool command(const std::vector<std::string>& words);
     // Reads standard input: a line is a request, ":VERB ARGS" a verb, until :quit, the end of
     // the input or of the connection.
@@ -44,7 +47,8 @@ public:
     // Blocks until the daemon closes the connection.
     void listen();
 
-    // A management message was refused, or a text was not UTF-8.
+    // A request was answered with the invoker's error reply, a management write was not
+    // stored (mgmt-set false) or a management message was refused, or a text was not UTF-8.
     bool failed = false;
 
 private:
@@ -82,6 +86,10 @@ private:
     void managementGet(const std::vector<std::string>& roots);
 
     static const Verb* findVerb(const std::string& name, Form form);
+    // The verb the words name, or send when they name none; sets `skipped` to the words the
+    // verb's name takes.
+    static const Verb& verbOf(const std::vector<std::string>& words, std::size_t& skipped);
+    static bool beginsWithRequestKeyword(const std::string& request);
     static bool splitRest(Split split, const std::string& rest, std::vector<std::string>& words);
     static std::string interactiveSynopsis();
     bool reportError(const Json& result);

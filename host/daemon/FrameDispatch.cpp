@@ -19,6 +19,13 @@ namespace {
 
 const char* const kBusyText = "busy: too many management messages are waiting; try again later";
 
+// Whether a management path ("ROOT/..." or "ROOT") lies under one of `roots`.
+bool underOneOf(const std::string& path, const std::vector<std::string>& roots)
+{
+    const std::string root = path.substr(0, path.find('/'));
+    return std::find(roots.begin(), roots.end(), root) != roots.end();
+}
+
 // The reply channel of one request from a connection. The replies wait for the completion
 // and go with it in one write: the client is woken once per request, not once per frame.
 // Nothing reaches the connection between a reply and the completion (the invoker answers
@@ -235,10 +242,14 @@ std::string FrameDispatcher::managementAnswer(const Frame& frame)
     try {
         if (frame.kind == FrameKind::MgmtGet) {
             ManageableData data;
-            for (const auto& root : rootNamesFromJson(frame.text)) data.addRootId(root);
+            const std::vector<std::string> roots = rootNamesFromJson(frame.text);
+            for (const auto& root : roots) data.addRootId(root);
             const bool ok = m_host.agent().getData(data);
+            // The service answers with every root it knows; the client asked for some.
             Json items = Json::array();
-            for (const auto& [path, value] : data.items()) items.push_back(Json::array({path, value}));
+            for (const auto& [path, value] : data.items()) {
+                if (underOneOf(path, roots)) items.push_back(Json::array({path, value}));
+            }
             return jsonText(Json{{"ok", ok}, {"items", items}});
         }
         ManageableData data = rootItemsFromJson(frame.text);

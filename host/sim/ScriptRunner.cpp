@@ -72,8 +72,9 @@ private:
 };
 
 ScriptRunner::ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel,
-                           std::ostream& out)
+                           std::ostream& out, bool quiet)
     : m_out(out),
+      m_quiet(quiet),
       m_config(config),
       m_host(std::move(plugin), PluginHostParts{m_context, m_database, m_clock,
                                                 [this](const std::string& request, const std::string& response) {
@@ -101,7 +102,13 @@ ScriptRunner::~ScriptRunner()
     platformlog::setThreshold(platformlog::kDefaultThreshold);
 }
 
-void ScriptRunner::emit(const std::string& line) { m_out << '@' << m_context.now() << ' ' << line << '\n'; }
+void ScriptRunner::emit(const std::string& line)
+{
+    std::string text = '@' + std::to_string(m_context.now()) + ' ' + line;
+    if (!m_quiet) m_out << text << '\n';
+    if (m_unread.size() == kMaxUnreadLines) m_unread.pop_front();
+    m_unread.push_back(std::move(text));
+}
 
 void ScriptRunner::logLine(int level, const std::string& source, const std::string& text)
 {
@@ -151,10 +158,10 @@ int ScriptRunner::run(std::istream& script, const std::string& scriptName, std::
         }
     }
     m_out.flush();
-    return 0;
+    return m_failedExpectations > 0 ? 1 : 0;
 }
 
-const ScriptRunner::Command ScriptRunner::kCommands[8] = {
+const ScriptRunner::Command ScriptRunner::kCommands[9] = {
     {"config", "JSON", "merge a configuration fragment into the store, without notification",
      &ScriptRunner::configure},
     {"init", "", "start the service (implicit before the first send, notify, mgmt-set or mgmt-get)",
@@ -165,6 +172,8 @@ const ScriptRunner::Command ScriptRunner::kCommands[8] = {
     {"notify", "JSON", "store the values, then notify the service of those root items", &ScriptRunner::notify},
     {"mgmt-set", "JSON", "management write of root items, in one store transaction", &ScriptRunner::managementSet},
     {"mgmt-get", "ROOT...", "management read of those roots", &ScriptRunner::managementGet},
+    {"expect", "LINE|/REGEX/", "a line printed since the last expected one is LINE, or matches REGEX; else exit 1",
+     &ScriptRunner::expectLine},
 };
 
 std::string ScriptRunner::commandHelp()
@@ -331,4 +340,35 @@ void ScriptRunner::managementGet(const std::string& roots, std::size_t)
     ensureStarted();
     m_host.agent().getData(data);
     for (const auto& [path, value] : data.items()) emit("mgmt-get " + path + " " + quoteText(value));
+}
+
+// Reads the lines printed since the last expected one, in order, up to the first that
+// matches; a failure leaves them unread for the next expectation.
+void ScriptRunner::expectLine(const std::string& expected, std::size_t column)
+{
+    if (expected.empty()) throw ScriptError("expect needs a line or a /regular expression/");
+    const bool isPattern = expected.size() >= 2 && expected.front() == '/' && expected.back() == '/';
+    std::regex pattern;
+    if (isPattern) {
+        try {
+            pattern = std::regex(expected.substr(1, expected.size() - 2));
+        } catch (const std::regex_error& error) {
+            throw ScriptError(std::string("expect: not a regular expression: ") + error.what(), column);
+        }
+    }
+    const auto matches = [&](const std::string& line) {
+        return isPattern ? std::regex_search(line, pattern) : line == expected;
+    };
+    const auto found = std::find_if(m_unread.begin(), m_unread.end(), matches);
+    if (found != m_unread.end()) {
+        m_unread.erase(m_unread.begin(), found + 1);
+        return;
+    }
+    ++m_failedExpectations;
+    if (m_err == nullptr) return;
+    m_out.flush();
+    *m_err << m_scriptName << ':' << m_lineNumber << ": expect failed: " << expected << '\n';
+    if (m_unread.empty()) *m_err << "  seen: nothing since the last expected line\n";
+    for (const auto& line : m_unread) *m_err << "  seen: " << line << '\n';
+    m_err->flush();
 }

@@ -3,6 +3,7 @@
 // in-process platform with a virtual clock, and prints every observable event as one
 // line "@T ..." with T the virtual time in milliseconds.
 
+#include <deque>
 #include <iosfwd>
 #include <map>
 #include <memory>
@@ -19,15 +20,19 @@ class Executable;
 
 class ScriptRunner {
 public:
-    // `logLevel`: print the service's log lines of that level or more severe.
-    ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out);
+    // `logLevel`: print the service's log lines of that level or more severe. `quiet`: print
+    // nothing but the failures of expectations and the script's faults.
+    ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config, std::optional<int> logLevel, std::ostream& out,
+                 bool quiet = false);
     ~ScriptRunner();
     ScriptRunner(const ScriptRunner&) = delete;
     ScriptRunner& operator=(const ScriptRunner&) = delete;
 
-    // Runs every command of the script. Returns 0, or 2 after writing "NAME:LINE: reason"
-    // to `err` when a command is wrong.
+    // Runs every command of the script. Returns 0; 1 when an expectation failed (each failure
+    // written to `err` as "NAME:LINE: expect failed: ..." with the lines seen); 2 after
+    // writing "NAME:LINE: reason" to `err` when a command is wrong, which ends the run.
     int run(std::istream& script, const std::string& scriptName, std::ostream& err);
+
 
     // The script commands, one line each ("  wait MS   advance the clock..."), made from the
     // command table.
@@ -44,9 +49,13 @@ private:
         const char* help;
         void (ScriptRunner::*run)(const std::string& argument, std::size_t argumentColumn);
     };
-    static const Command kCommands[8];
+    static const Command kCommands[9];
+    // What expect may still read: the lines printed since the last line it matched, at most
+    // this many (the oldest go first).
+    static constexpr std::size_t kMaxUnreadLines = 10000;
 
     std::ostream& m_out;
+    const bool m_quiet;
     HostConfig m_config;
 
     InProcessContext m_context;
@@ -59,6 +68,8 @@ private:
     std::map<std::string, std::unique_ptr<Executable>> m_proxies;
     std::map<std::string, std::string> m_pointerNames;
     std::ostream* m_err = nullptr;
+    std::deque<std::string> m_unread;
+    std::size_t m_failedExpectations = 0;
     std::string m_scriptName;
     std::size_t m_lineNumber = 0;
 
@@ -85,6 +96,7 @@ private:
     void notify(const std::string& json, std::size_t column);
     void managementSet(const std::string& json, std::size_t column);
     void managementGet(const std::string& roots, std::size_t column);
+    void expectLine(const std::string& expected, std::size_t column);
     bool writeThroughManagement(ManageableData& data);
     Executable* proxyFor(const std::string& client);
 };

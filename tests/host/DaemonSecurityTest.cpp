@@ -188,7 +188,7 @@ TEST_F(HostSecurity, WithoutAPrivatePlaceForTheSocketAPathMustBeGiven)
 
     const auto [output, status] = runCommand(std::string(DASCTL_PATH) + " send isfacprefixrequest:1 2>&1");
     EXPECT_EQ(output, "dasctl: " + noDefaultSocketMessage() + "\n");
-    EXPECT_EQ(status, 1);
+    EXPECT_EQ(status, 2) << "a missing --socket is a usage fault";
 }
 
 TEST_F(HostSecurity, DasctlRefusesASocketServedByAnotherUser)
@@ -204,7 +204,7 @@ TEST_F(HostSecurity, DasctlRefusesASocketServedByAnotherUser)
     const auto [output, status] = runCommand(std::string(DASCTL_PATH) + " --socket " + shared + "/dasd.sock send isfacprefixrequest:1 2>&1");
     EXPECT_EQ(output, "dasctl: refusing the socket " + shared + "/dasd.sock: it is served by user id 65534, not by this user (" +
                           std::to_string(geteuid()) + ")\n");
-    EXPECT_EQ(status, 1);
+    EXPECT_EQ(status, 3) << "no daemon of this user could be reached";
 }
 
 }  // namespace
