@@ -2,12 +2,14 @@
 // with a message naming the place, the plug-in is found or named, and the same script
 // always prints the same lines.
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -150,4 +152,84 @@ TEST_F(HostSimulator, EveryEventLineStartsWithTheVirtualTime)
         start = run.output.find('\n', start) + 1;
     }
     EXPECT_NE(run.output.find("@250 mgmt-get dial-plan-id/dialPlanId"), std::string::npos) << run.output;
+}
+
+TEST_F(HostSimulator, ExpectedLinesThatWerePrintedLetTheRunSucceed)
+{
+    const SimulatorRun run = simulate(file("ok.das",
+                                           "send - isfacprefixrequest:*72\n"
+                                           "expect @0 - reply \"isfacprefixresponse:*72,1\"\n"
+                                           "wait 250\n"
+                                           "mgmt-get dial-plan-id\n"
+                                           "expect /^@250 mgmt-get dial-plan-id/dialPlanId \"DE-[0-9]\"$/\n"));
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(HostSimulator, AFailedExpectationNamesItsLineAndWhatWasSeenAndTheRunGoesOn)
+{
+    const std::string script = file("fail.das",
+                                    "init\n"
+                                    "expect @0 mgmt-set true\n"
+                                    "send - isfacprefixrequest:*72\n"
+                                    "expect @0 - reply \"isfacprefixresponse:*72,0\"\n"
+                                    "mgmt-get dial-plan-id\n");
+    const SimulatorRun run = simulate(script);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, script + ":4: expect failed: @0 - reply \"isfacprefixresponse:*72,0\"\n"
+                                   "  seen: @0 - reply \"isfacprefixresponse:*72,1\"\n");
+    EXPECT_NE(run.output.find("@0 mgmt-get dial-plan-id/dialPlanId"), std::string::npos) << "the script went on";
+}
+
+TEST_F(HostSimulator, ExpectReadsEachLineOnceAndInOrder)
+{
+    const std::string script = file("twice.das",
+                                    "send - isfacprefixrequest:*72\n"
+                                    "send - isfacprefixrequest:99\n"
+                                    "expect /isfacprefixresponse:99/\n"
+                                    "expect /isfacprefixresponse:\\*72/\n");
+    const SimulatorRun run = simulate(script);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, script + ":4: expect failed: /isfacprefixresponse:\\*72/\n"
+                                   "  seen: nothing since the last expected line\n");
+}
+
+TEST_F(HostSimulator, ExpectWithAMalformedExpressionIsAScriptError)
+{
+    const SimulatorRun run = simulate(file("regex.das", "expect /a[/\n"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find("regex.das:1:8: expect: not a regular expression"), std::string::npos) << run.errors;
+    EXPECT_EQ(simulate(file("empty.das", "expect\n")).status, 2);
+}
+
+TEST_F(HostSimulator, QuietPrintsOnlyTheFailures)
+{
+    const std::string script = file("quiet.das",
+                                    "send - isfacprefixrequest:*72\n"
+                                    "expect /isfacprefixresponse/\n"
+                                    "expect /never printed/\n");
+    const SimulatorRun run = simulate("--quiet " + script);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, script + ":3: expect failed: /never printed/\n  seen: nothing since the last expected line\n");
+    EXPECT_EQ(simulate("-q " + file("clean.das", "send - isfacprefixrequest:*72\n")).output, "");
+}
+
+TEST_F(HostSimulator, TheDialPlanLogGoesToTheDirectoryGiven)
+{
+    const std::string logs = directory + "/logs";
+    ASSERT_EQ(mkdir(logs.c_str(), 0700), 0);
+    const SimulatorRun run = simulate("--dial-plan-log " + logs + " " + file("plan.das", "init\n"));
+    EXPECT_EQ(run.status, 0) << run.errors;
+    std::ifstream log(logs + "/dial.plan.log");
+    const std::string text((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
+    EXPECT_NE(text.find("Dial Plan Log File"), std::string::npos) << text;
+    EXPECT_NE(text.find("DE-1"), std::string::npos) << text;
+}
+
+TEST_F(HostSimulator, ADialPlanLogDirectoryThatDoesNotExistIsAUsageFault)
+{
+    const SimulatorRun run = simulate("--dial-plan-log " + directory + "/missing " + file("s.das", "init\n"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, "das-sim: the dial plan log directory " + directory + "/missing is not a directory\n");
 }
