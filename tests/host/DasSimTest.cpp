@@ -233,3 +233,62 @@ TEST_F(HostSimulator, ADialPlanLogDirectoryThatDoesNotExistIsAUsageFault)
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.errors, "das-sim: the dial plan log directory " + directory + "/missing is not a directory\n");
 }
+
+TEST_F(HostSimulator, CheckOfACleanFilePrintsNothingAndSucceeds)
+{
+    const SimulatorRun run = simulate("--check " + std::string(DAS_SOURCE_DIR) + "/examples/munich.json");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(HostSimulator, CheckPrintsEachFilesDiagnosticsAndASummaryAndFailsOnErrors)
+{
+    const std::string refused =
+        file("refused.json", "{\"dialPlan\": {\"dial-plan-id\": \"R\",\n"
+                             "  \"dialPlanSettings\": [{\"digit-string\": \"110\", \"action\": \"C\", \"timer\": \"0\"}]}}\n");
+    const std::string coerced =
+        file("coerced.json", "{\"dialPlan\": {\"dial-plan-id\": \"C\",\n"
+                             "  \"dialPlanSettings\": [{\"digit-string\": \"0\", \"action\": \"S\", \"timer\": \"abc\"}]}}\n");
+    const SimulatorRun run = simulate("--check " + refused + " " + coerced);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, refused + ":2:63: error: row 1: its timer is not allowed for its action (\"C\": 1 to 9 s, \"S\": 0 to 9 s): "
+                                    "the phone refuses the dial plan, marks it faulty with error row 1 and disables it\n" +
+                              refused + ":2:63: note: the service says: \"invalid timer value: 0\"\n" + coerced +
+                              ":2:61: warning: \"timer\" of row 1 is \"abc\", not a whole number from 0 to 65535: the phone "
+                              "reads it as 0\n"
+                              "1 error, 1 warning\n");
+}
+
+TEST_F(HostSimulator, CheckWithWarningsOnlySucceedsUnlessStrict)
+{
+    const std::string coerced =
+        file("coerced.json", "{\"dialPlan\": {\"dial-plan-id\": \"C\",\n"
+                             "  \"dialPlanSettings\": [{\"digit-string\": \"0\", \"action\": \"S\", \"timer\": \"abc\"}]}}\n");
+    EXPECT_EQ(simulate("--check " + coerced).status, 0);
+    EXPECT_EQ(simulate("--check --strict " + coerced).status, 1);
+}
+
+TEST_F(HostSimulator, CheckWithoutFilesOrWithAnUnreadableOneIsAUsageFault)
+{
+    EXPECT_EQ(simulate("--check").status, 2);
+    const SimulatorRun missing = simulate("--check " + directory + "/missing.json");
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.errors, "das-sim: cannot read " + directory + "/missing.json\n");
+}
+
+TEST_F(HostSimulator, ExplainSaysWhatEachDigitDecidedAndWhatIsDialled)
+{
+    const SimulatorRun run = simulate("--explain 215");
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.output, "2: needs more digits: row 3 may still match; stops Initial Digit; arms Auto Dial 6000 ms\n"
+                          "21: needs more digits: row 3 may still match; arms Auto Dial 6000 ms\n"
+                          "215: complete: sent at once (row 3); stops Auto Dial\n"
+                          "dials \"215\" after 0 ms: row 3 decided it at once\n");
+    const SimulatorRun json = simulate("--explain 112 --on-hook --json");
+    EXPECT_EQ(json.status, 0);
+    EXPECT_NE(json.output.find(R"("dialled":{"digits":"112","afterMs":0,"because":"row 1 decided it at once"})"),
+              std::string::npos)
+        << json.output;
+    EXPECT_EQ(simulate("--explain 215 " + file("s.das", "")).status, 2) << "a script has no place beside --explain";
+}
