@@ -292,3 +292,24 @@ TEST_F(HostSimulator, ExplainSaysWhatEachDigitDecidedAndWhatIsDialled)
         << json.output;
     EXPECT_EQ(simulate("--explain 215 " + file("s.das", "")).status, 2) << "a script has no place beside --explain";
 }
+
+// The session docs/dial-plan.md and the README show, on the same file (tests/data/office.json).
+TEST_F(HostSimulator, TheDocumentedCheckingSessionIsWhatDasSimSays)
+{
+    const std::string program = std::string("cd ") + DAS_SOURCE_DIR + "/tests/data && ";
+    const ProgramRun check = runCommand(program + DAS_SIM_PATH + " --check office.json");
+    EXPECT_EQ(check.status, 0);
+    EXPECT_EQ(check.output,
+              "office.json:9:9: warning: row 4 (\"0891\") can never decide: row 3 (\"0\") always decides its numbers first\n"
+              "office.json:8:9: note: row 3 is here\n"
+              "office.json:10:45: warning: \"timer\" of row 5 is \"abc\", not a whole number from 0 to 65535: the phone "
+              "reads it as 0\n"
+              "0 errors, 2 warnings\n");
+    EXPECT_EQ(runCommand(program + DAS_SIM_PATH + " --check --strict office.json").status, 1);
+    const ProgramRun explained = runCommand(program + DAS_SIM_PATH + " --explain 0891234 --config office.json");
+    EXPECT_EQ(explained.status, 0);
+    EXPECT_NE(explained.output.find("0891234: complete once the dial plan timer expires (row 3); arms Dial Plan 5000 ms\n"
+                                    "dials \"0891234\" after 5000 ms: the Dial Plan timer expired\n"),
+              std::string::npos)
+        << explained.output;
+}
