@@ -1,10 +1,13 @@
-// The store's reading of storage messages on arbitrary texts, in a fresh in-memory store: the
-// input is cut into messages at "\n" and each is handled in turn. Every answer is a storage
-// message; a message the reader takes, written out again from what it read, reads back the
-// same; and after every answered write the stored plan reads back, the way the service reads
-// it, exactly as stored (the store refuses what would not).
+// The store's reading of storage messages on arbitrary texts, in a fresh SQLite store and a
+// fresh memory store side by side: the input is cut into messages at "\n" and each is handled
+// in turn by both. Every answer is a storage message, and both stores answer alike (the
+// simulator and the browser build keep their rows in memory, the daemon in SQLite); a message
+// the reader takes, written out again from what it read, reads back the same; and after every
+// answered write the stored plan reads back, the way the service reads it, exactly as stored
+// (the store refuses what would not).
 
 #include "FuzzSupport.h"
+#include "MemoryDataAccessService.h"
 #include "SqliteDataAccessService.h"
 #include "StoreMessage.h"
 
@@ -62,12 +65,15 @@ void checkRecomposition(const std::string& message)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     SqliteDataAccessService store(":memory:");
+    MemoryDataAccessService memory;
     for (const auto& message : fuzzing::splitLines(fuzzing::toText(data, size), 16)) {
         checkRecomposition(message);
         const std::string answer = store.processRequest(message);
         if (answer.rfind(kHeader + "<Schema name=\"", 0) != 0 || answer.size() < 9 ||
             answer.compare(answer.size() - 9, 9, "</Schema>") != 0)
             fuzzing::fail("an answer that is not a storage message", answer);
+        const std::string memoryAnswer = memory.processRequest(message);
+        if (memoryAnswer != answer) fuzzing::fail("the memory store answers otherwise than SQLite", answer + " / " + memoryAnswer);
     }
     return 0;
 }

@@ -11,7 +11,7 @@
 
 #include "Connection.h"
 #include "Framing.h"
-#include "SqliteDataAccessService.h"
+#include "DialPlanStore.h"
 #include "WorkQueue.h"
 
 class ClientNames;
@@ -31,7 +31,7 @@ public:
     static constexpr std::size_t kMaxWaitingManagement = 64;
 
     // Borrows all three; they must outlive the dispatcher.
-    FrameDispatcher(PluginHost& host, ClientNames& names, SqliteDataAccessService& store)
+    FrameDispatcher(PluginHost& host, ClientNames& names, DialPlanStore& store)
         : m_host(host), m_names(names), m_store(store)
     {
     }
@@ -55,7 +55,7 @@ public:
 private:
     PluginHost& m_host;
     ClientNames& m_names;
-    SqliteDataAccessService& m_store;
+    DialPlanStore& m_store;
     WorkQueue m_messageThreads{"message threads"};
     WorkQueue m_managementThread{"management thread"};
     std::atomic<std::size_t> m_managementWaiting{0};

@@ -14,7 +14,7 @@
 #include "InProcessContext.h"
 #include "PluginHost.h"
 #include "RecordingPeers.h"
-#include "SqliteDataAccessService.h"
+#include "MemoryDataAccessService.h"
 
 class Executable;
 
@@ -59,7 +59,7 @@ private:
     HostConfig m_config;
 
     InProcessContext m_context;
-    SqliteDataAccessService m_database{":memory:"};
+    MemoryDataAccessService m_database;
     FixedClock m_clock{2026, 1, 15, 9, 30, 0};
     PluginHost m_host;
 

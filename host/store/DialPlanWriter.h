@@ -4,7 +4,7 @@
 // The service itself answers a management write before knowing whether the store kept it, and
 // keeps a refused plan in memory; this is where the host makes both all or nothing.
 
-#include "SqliteDataAccessService.h"
+#include "DialPlanStore.h"
 
 class ManageableData;
 class MgmtAgentIfc;
@@ -12,7 +12,7 @@ class MgmtAgentIfc;
 class DialPlanWriter {
 public:
     // Borrows both; they must outlive the writer.
-    DialPlanWriter(MgmtAgentIfc& agent, SqliteDataAccessService& store) : m_agent(agent), m_store(store) {}
+    DialPlanWriter(MgmtAgentIfc& agent, DialPlanStore& store) : m_agent(agent), m_store(store) {}
 
     // Hands `plan` (management root items) to the service's setData inside one store
     // transaction. Committed (durably) only when the service accepted the plan and the store
@@ -29,7 +29,7 @@ public:
 
 private:
     MgmtAgentIfc& m_agent;
-    SqliteDataAccessService& m_store;
+    DialPlanStore& m_store;
 
     std::string refusalReason();
 };

@@ -1,5 +1,7 @@
-// The SQLite data access service: it stores the dial plan messages as the service writes
-// them and answers reads with the stored elements; requests are transactions.
+// The SQLite dial plan store's own part: the plan survives the store being opened again; the
+// file is private and refused where it could be swapped; and a full disk or a failing device
+// at any write or sync leaves exactly the old or the new plan. Its answers to the storage
+// messages are checked with the memory store's in DialPlanStoreTest.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,280 +15,22 @@
 #include "FaultyVfs.h"
 #include "ScratchDirectory.h"
 #include "SqliteDataAccessService.h"
+#include "StorageMessages.h"
 
-namespace {
-
-const std::string kHeader = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
-
-std::string message(const std::string& schema, const std::string& reason, const std::string& fields = "")
+TEST(HostStoreFile, PlanSurvivesReopening)
 {
-    return kHeader + "<Schema name=\"" + schema + "\"><ReasonForMessage>" + reason + "</ReasonForMessage>" + fields +
-           "</Schema>";
-}
-
-std::string overviewUpdate(const std::string& id, const std::string& enabled)
-{
-    return message("DialPlanOverview", "UpdateRequest",
-                   "<DialPlanEnabled>" + enabled + "</DialPlanEnabled><DialPlanId>" + id +
-                       "</DialPlanId><DialPlanError>false</DialPlanError><DialPlanErrorRow>0</DialPlanErrorRow>");
-}
-
-std::string entry(int id, const std::string& digits, const std::string& more = "")
-{
-    return "<Entry><Id>" + std::to_string(id) + "</Id><DigitString>" + digits + "</DigitString>" + more + "</Entry>";
-}
-
-std::string entriesWrite(const std::string& entries) { return message("DialPlanEntries", "WriteRequest", entries); }
-
-const std::string kReadOverview = message("DialPlanOverview", "ReadRequest");
-const std::string kReadEntries = message("DialPlanEntries", "ReadRequest");
-const std::string kDeleteEntries = message("DialPlanEntries", "DeleteRequest");
-
-class HostStore : public ::testing::Test {
-protected:
-    ScratchDirectory scratch{"das-store"};
-    const std::string directory = scratch.path();
-    std::string path = directory + "/store.sqlite";
-    std::unique_ptr<SqliteDataAccessService> store = std::make_unique<SqliteDataAccessService>(path);
-
-    void reopen()
+    ScratchDirectory scratch("das-store");
+    const std::string path = scratch.path() + "/store.sqlite";
     {
-        store.reset();
-        store = std::make_unique<SqliteDataAccessService>(path);
+        SqliteDataAccessService store(path);
+        store.processRequest(overviewUpdate("DE-1", "true"));
+        store.processRequest(entriesWrite(storedEntry(1, "112")));
     }
-
-    ~HostStore() override
-    {
-        store.reset();
-    }
-};
-
-}  // namespace
-
-TEST_F(HostStore, EmptyStoreAnswersAReadWithoutAnyDialPlanId)
-{
-    const std::string response = store->processRequest(kReadOverview);
-    EXPECT_EQ(response, kHeader + "<Schema name=\"DialPlanOverview\"><Result>OK</Result></Schema>");
-    EXPECT_FALSE(store->hasDialPlan());
+    SqliteDataAccessService reopened(path);
+    EXPECT_TRUE(reopened.hasDialPlan());
+    EXPECT_NE(reopened.processRequest(kReadEntries).find(storedEntry(1, "112")), std::string::npos);
 }
 
-TEST_F(HostStore, OverviewUpdateIsReadBackInTheServicesOrder)
-{
-    store->processRequest(overviewUpdate("A1", "true"));
-    EXPECT_EQ(store->processRequest(kReadOverview),
-              kHeader + "<Schema name=\"DialPlanOverview\"><Result>OK</Result><DialPlanEnabled>true</DialPlanEnabled>"
-                        "<DialPlanId>A1</DialPlanId><DialPlanError>false</DialPlanError>"
-                        "<DialPlanErrorRow>0</DialPlanErrorRow></Schema>");
-    EXPECT_TRUE(store->hasDialPlan());
-}
-
-TEST_F(HostStore, UpdateKeepsFieldsItDoesNotCarry)
-{
-    store->processRequest(overviewUpdate("A1", "true"));
-    store->processRequest(message("DialPlanOverview", "UpdateRequest", "<DialPlanId>B2</DialPlanId>"));
-    const std::string response = store->processRequest(kReadOverview);
-    EXPECT_NE(response.find("<DialPlanId>B2</DialPlanId>"), std::string::npos);
-    EXPECT_NE(response.find("<DialPlanEnabled>true</DialPlanEnabled>"), std::string::npos);
-}
-
-TEST_F(HostStore, EntriesAreReadBackInIdOrderWithTheirElements)
-{
-    store->processRequest(entriesWrite(entry(2, "110", "<Action>S</Action><Timer>0</Timer>") + entry(1, "112")));
-    EXPECT_EQ(store->processRequest(kReadEntries),
-              kHeader + "<Schema name=\"DialPlanEntries\"><Result>OK</Result>" + entry(1, "112") +
-                  entry(2, "110", "<Action>S</Action><Timer>0</Timer>") + "</Schema>");
-}
-
-TEST_F(HostStore, AllEntryFieldsSurviveInTheServicesOrder)
-{
-    const std::string fields =
-        "<Action>S</Action><MinimumDigitLength>1</MinimumDigitLength><MaximumDigitLength>24</MaximumDigitLength>"
-        "<Timer>5</Timer><Terminator>#</Terminator><SpecialNumber></SpecialNumber><Comment>External</Comment>"
-        "<TerminatorSent>false</TerminatorSent>";
-    store->processRequest(entriesWrite(entry(1, "0", fields)));
-    EXPECT_NE(store->processRequest(kReadEntries).find(entry(1, "0", fields)), std::string::npos);
-}
-
-TEST_F(HostStore, DeleteRemovesEveryEntry)
-{
-    store->processRequest(entriesWrite(entry(1, "112") + entry(2, "110")));
-    store->processRequest(kDeleteEntries);
-    EXPECT_EQ(store->processRequest(kReadEntries),
-              kHeader + "<Schema name=\"DialPlanEntries\"><Result>OK</Result></Schema>");
-}
-
-TEST_F(HostStore, DeleteNamingEntriesRemovesOnlyThose)
-{
-    store->processRequest(entriesWrite(entry(1, "112") + entry(2, "110")));
-    store->processRequest(message("DialPlanEntries", "DeleteRequest", "<Entry><Id>1</Id></Entry>"));
-    const std::string response = store->processRequest(kReadEntries);
-    EXPECT_EQ(response.find("112"), std::string::npos);
-    EXPECT_NE(response.find(entry(2, "110")), std::string::npos);
-}
-
-TEST_F(HostStore, EntryWrappedInAnEntryIsStoredOnce)
-{
-    store->processRequest(entriesWrite("<Entry>" + entry(3, "0") + "</Entry>"));
-    EXPECT_EQ(store->processRequest(kReadEntries),
-              kHeader + "<Schema name=\"DialPlanEntries\"><Result>OK</Result>" + entry(3, "0") + "</Schema>");
-}
-
-TEST_F(HostStore, TextsAreKeptByteForByte)
-{
-    store->processRequest(entriesWrite(entry(1, "0", "<Comment>a&amp;b &x  </Comment>")));
-    EXPECT_NE(store->processRequest(kReadEntries).find("<Comment>a&amp;b &x  </Comment>"), std::string::npos);
-}
-
-TEST_F(HostStore, MalformedRequestIsAnErrorAndChangesNothing)
-{
-    store->processRequest(entriesWrite(entry(1, "112")));
-    const std::string response = store->processRequest(entriesWrite("<Entry><Id>2</Id><DigitString>110</Entry>"));
-    EXPECT_NE(response.find("<Result>Error</Result>"), std::string::npos);
-    EXPECT_NE(response.find("expected the closing tag </DigitString>"), std::string::npos);
-    EXPECT_EQ(store->processRequest(kReadEntries),
-              kHeader + "<Schema name=\"DialPlanEntries\"><Result>OK</Result>" + entry(1, "112") + "</Schema>");
-}
-
-// The service writes texts verbatim: markup characters, quotes and any byte must come back
-// exactly, or a plan written by management would be refused or changed by the store.
-TEST_F(HostStore, MarkupQuotesAndAnyBytesComeBackExactly)
-{
-    const std::string texts[] = {"A<B", "a&b", "x]]>y", "<![CDATA[", "\"q\" 'q'", "M\xc3\xbcnchen", "\xff\xfe bad",
-                                 std::string("nul\0byte", 8), "<Comment>", "&amp;"};
-    for (const std::string& text : texts) {
-        SCOPED_TRACE(text);
-        EXPECT_NE(store->processRequest(overviewUpdate(text, "true")).find("<Result>OK</Result>"), std::string::npos);
-        EXPECT_NE(store->processRequest(kReadOverview).find("<DialPlanId>" + text + "</DialPlanId>"), std::string::npos);
-        const std::string row = entry(1, "0", "<Comment>" + text + "</Comment>");
-        EXPECT_NE(store->processRequest(entriesWrite(row)).find("<Result>OK</Result>"), std::string::npos);
-        reopen();
-        EXPECT_NE(store->processRequest(kReadEntries).find(row), std::string::npos);
-    }
-}
-
-TEST_F(HostStore, TextHoldingItsOwnClosingTagIsRefusedAndChangesNothing)
-{
-    store->processRequest(overviewUpdate("A", "true"));
-    const std::string response = store->processRequest(overviewUpdate("x</DialPlanId>y", "true"));
-    EXPECT_NE(response.find("<Result>Error</Result>"), std::string::npos);
-    EXPECT_NE(store->processRequest(kReadOverview).find("<DialPlanId>A</DialPlanId>"), std::string::npos);
-}
-
-TEST_F(HostStore, TextThatWouldReadBackAsAnotherFieldIsRefused)
-{
-    const std::string response =
-        store->processRequest(entriesWrite(entry(1, "1<Action>C</Action>", "<Action>S</Action>")));
-    EXPECT_NE(response.find("<Error>cannot store the texts as written: the service would read Action back as "
-                            "\"C\", not \"S\" (a text holds a tag of the storage messages)</Error>"),
-              std::string::npos)
-        << response;
-    EXPECT_EQ(store->processRequest(kReadEntries).find("<Entry>"), std::string::npos);
-}
-
-TEST_F(HostStore, UnknownElementIsAnError)
-{
-    const std::string response = store->processRequest(entriesWrite(entry(1, "0", "<Colour>red</Colour>")));
-    EXPECT_NE(response.find("<Error>unknown element <Colour> in an Entry</Error>"), std::string::npos);
-}
-
-TEST_F(HostStore, RefusedRequestLeavesNoHalfWrite)
-{
-    const std::string response = store->processRequest(entriesWrite(entry(1, "112") + "<Entry><Id>x</Id></Entry>"));
-    EXPECT_NE(response.find("<Error>entry Id \"x\" is not a positive number</Error>"), std::string::npos);
-    EXPECT_EQ(store->processRequest(kReadEntries).find("112"), std::string::npos);
-}
-
-TEST_F(HostStore, UnknownSchemaAndKindAreErrors)
-{
-    EXPECT_NE(store->processRequest(message("Contacts", "ReadRequest")).find("<Error>unknown schema \"Contacts\"</Error>"),
-              std::string::npos);
-    EXPECT_NE(store->processRequest(message("DialPlanEntries", "MergeRequest"))
-                  .find("<Error>unknown request kind \"MergeRequest\"</Error>"),
-              std::string::npos);
-    EXPECT_NE(store->processRequest("").find("<Result>Error</Result>"), std::string::npos);
-}
-
-TEST_F(HostStore, PlanSurvivesReopening)
-{
-    store->processRequest(overviewUpdate("DE-1", "true"));
-    store->processRequest(entriesWrite(entry(1, "112")));
-    reopen();
-    EXPECT_TRUE(store->hasDialPlan());
-    EXPECT_NE(store->processRequest(kReadEntries).find(entry(1, "112")), std::string::npos);
-}
-
-TEST_F(HostStore, TransactionIsCommittedWhole)
-{
-    {
-        StoreTransaction transaction(*store);
-        store->processRequest(kDeleteEntries);
-        store->processRequest(overviewUpdate("B", "true"));
-        store->processRequest(entriesWrite(entry(1, "110")));
-        const StoreOutcome outcome = transaction.commit();
-        EXPECT_TRUE(outcome.committed);
-        EXPECT_EQ(outcome.reason, "");
-    }
-    reopen();
-    EXPECT_NE(store->processRequest(kReadOverview).find("<DialPlanId>B</DialPlanId>"), std::string::npos);
-    EXPECT_NE(store->processRequest(kReadEntries).find(entry(1, "110")), std::string::npos);
-}
-
-TEST_F(HostStore, UnfinishedTransactionLeavesTheOldPlan)
-{
-    store->processRequest(overviewUpdate("A", "true"));
-    store->processRequest(entriesWrite(entry(1, "112")));
-    {
-        StoreTransaction transaction(*store);
-        store->processRequest(kDeleteEntries);
-        store->processRequest(overviewUpdate("B", "true"));
-    }  // never committed
-    reopen();
-    EXPECT_NE(store->processRequest(kReadOverview).find("<DialPlanId>A</DialPlanId>"), std::string::npos);
-    EXPECT_NE(store->processRequest(kReadEntries).find(entry(1, "112")), std::string::npos);
-}
-
-// One refused request dooms the whole change: the delete and the overview update that the
-// store took before it are rolled back with it, and the commit says why.
-TEST_F(HostStore, RefusedRequestRollsTheWholeTransactionBack)
-{
-    store->processRequest(overviewUpdate("A", "true"));
-    store->processRequest(entriesWrite(entry(1, "112")));
-    StoreOutcome outcome;
-    {
-        StoreTransaction transaction(*store);
-        EXPECT_NE(store->processRequest(kDeleteEntries).find("<Result>OK</Result>"), std::string::npos);
-        EXPECT_NE(store->processRequest(overviewUpdate("B", "true")).find("<Result>OK</Result>"), std::string::npos);
-        EXPECT_NE(store->processRequest(entriesWrite(entry(1, "x</DigitString>y"))).find("<Result>Error</Result>"),
-                  std::string::npos);
-        const std::string later = store->processRequest(entriesWrite(entry(2, "110")));
-        EXPECT_NE(later.find("<Error>the change was refused already: "), std::string::npos);
-        outcome = transaction.commit();
-    }
-    EXPECT_FALSE(outcome.committed);
-    EXPECT_EQ(outcome.reason.rfind("the store refused a request: malformed request", 0), 0u) << outcome.reason;
-    reopen();
-    EXPECT_NE(store->processRequest(kReadOverview).find("<DialPlanId>A</DialPlanId>"), std::string::npos);
-    EXPECT_NE(store->processRequest(kReadEntries).find(entry(1, "112")), std::string::npos);
-}
-
-TEST_F(HostStore, RolledBackTransactionLeavesTheStoreUsable)
-{
-    {
-        StoreTransaction transaction(*store);
-        store->processRequest(overviewUpdate("B", "true"));
-        transaction.rollback();
-    }
-    EXPECT_FALSE(store->hasDialPlan());
-    EXPECT_NE(store->processRequest(overviewUpdate("C", "true")).find("<Result>OK</Result>"), std::string::npos);
-    EXPECT_TRUE(store->hasDialPlan());
-}
-
-TEST_F(HostStore, InMemoryStoreWorksAlike)
-{
-    SqliteDataAccessService memory(":memory:");
-    memory.processRequest(overviewUpdate("M", "false"));
-    EXPECT_TRUE(memory.hasDialPlan());
-}
 
 TEST(HostStoreOpening, UnusableFileIsRefused)
 {
@@ -366,7 +110,7 @@ StoreOutcome writePlan(SqliteDataAccessService& store, const std::string& id, co
     StoreTransaction transaction(store);
     store.processRequest(kDeleteEntries);
     store.processRequest(overviewUpdate(id, "true"));
-    store.processRequest(entriesWrite(entry(1, digits) + entry(2, digits + "0")));
+    store.processRequest(entriesWrite(storedEntry(1, digits) + storedEntry(2, digits + "0")));
     return transaction.commit();
 }
 
@@ -412,8 +156,8 @@ TEST(HostStoreFaults, EveryFailingWriteOrSyncLeavesExactlyTheOldOrTheNewPlan)
             const std::string expectedId = outcome.committed ? "NEW" : "OLD";
             const std::string expectedDigits = outcome.committed ? "110" : "112";
             EXPECT_NE(overview.find("<DialPlanId>" + expectedId + "</DialPlanId>"), std::string::npos) << overview;
-            EXPECT_EQ(entries, kHeader + "<Schema name=\"DialPlanEntries\"><Result>OK</Result>" +
-                                   entry(1, expectedDigits) + entry(2, expectedDigits + "0") + "</Schema>");
+            EXPECT_EQ(entries, kStorageDeclaration + "<Schema name=\"DialPlanEntries\"><Result>OK</Result>" +
+                                   storedEntry(1, expectedDigits) + storedEntry(2, expectedDigits + "0") + "</Schema>");
             // The old plan back for the next round.
             ASSERT_TRUE(writePlan(reopened, "OLD", "112").committed);
         }

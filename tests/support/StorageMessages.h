@@ -18,3 +18,30 @@ inline std::string entriesMessage(const std::string& body)
 {
     return kStorageDeclaration + "<Schema name=\"DialPlanEntries\">" + body + "</Schema>";
 }
+
+// A request to the store: `reason` ("ReadRequest", "UpdateRequest", ...) and the elements after it.
+inline std::string storeRequest(const std::string& schema, const std::string& reason, const std::string& fields = "")
+{
+    return kStorageDeclaration + "<Schema name=\"" + schema + "\"><ReasonForMessage>" + reason + "</ReasonForMessage>" +
+           fields + "</Schema>";
+}
+
+// An overview update of every field, as the service writes a plan without error.
+inline std::string overviewUpdate(const std::string& id, const std::string& enabled)
+{
+    return storeRequest("DialPlanOverview", "UpdateRequest",
+                        "<DialPlanEnabled>" + enabled + "</DialPlanEnabled><DialPlanId>" + id +
+                            "</DialPlanId><DialPlanError>false</DialPlanError><DialPlanErrorRow>0</DialPlanErrorRow>");
+}
+
+// One "Entry" element: its id, its digit string and `more` elements after them.
+inline std::string storedEntry(int id, const std::string& digits, const std::string& more = "")
+{
+    return "<Entry><Id>" + std::to_string(id) + "</Id><DigitString>" + digits + "</DigitString>" + more + "</Entry>";
+}
+
+inline std::string entriesWrite(const std::string& entries) { return storeRequest("DialPlanEntries", "WriteRequest", entries); }
+
+const std::string kReadOverview = storeRequest("DialPlanOverview", "ReadRequest");
+const std::string kReadEntries = storeRequest("DialPlanEntries", "ReadRequest");
+const std::string kDeleteEntries = storeRequest("DialPlanEntries", "DeleteRequest");
