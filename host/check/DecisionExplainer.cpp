@@ -1,47 +1,14 @@
 #include "DecisionExplainer.h"
 
-#include <map>
-
 #include "JsonText.h"
 #include "ServiceSession.h"
 
 namespace {
 
-// The service makes its five timers at start in this order; its trace names each by its
-// record's address, which stays the timer's for the service's life.
-const char* const kTimerNames[] = {"Initial Digit", "Party Details", "Auto Dial", "Dial Plan", "Extended Initial Digit"};
 constexpr long long kLongestRunMs = 10 * 60 * 1000;
 constexpr long long kClockStepMs = 10;
 
 bool startsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
-
-// "makeTimer details = ADDRESS (duration = D,  timerID = ..." -> ADDRESS and D.
-bool timerLine(const std::string& line, const std::string& operation, std::string& address, int& durationMs)
-{
-    const std::string prefix = operation + " details = ";
-    if (!startsWith(line, prefix)) return false;
-    const std::size_t end = line.find(' ', prefix.size());
-    address = line.substr(prefix.size(), end - prefix.size());
-    const std::size_t duration = line.find("(duration = ");
-    durationMs = duration == std::string::npos ? 0 : std::stoi(line.substr(duration + 12));
-    return true;
-}
-
-// What one "action = ..." line means.
-std::string decisionFor(const std::string& action)
-{
-    static const std::map<std::string, std::string> kDecisions = {
-        {"DIAL_PLAN_ACTION_NONE", "needs more digits"},
-        {"DIAL_PLAN_ACTION_START_TIMER", "complete once the dial plan timer expires"},
-        {"DIAL_PLAN_ACTION_START_TIMER_EMERGENCY", "an emergency number, complete once the dial plan timer expires"},
-        {"DIAL_PLAN_ACTION_START_TIMER_LOCKBYPASS", "a lock-bypass number, complete once the dial plan timer expires"},
-        {"DIAL_PLAN_ACTION_SEND", "complete: sent at once"},
-        {"DIAL_PLAN_ACTION_SEND_EMERGENCY", "an emergency number: sent at once"},
-        {"DIAL_PLAN_ACTION_SEND_LOCKBYPASS", "a lock-bypass number: sent at once"},
-    };
-    const auto found = kDecisions.find(action);
-    return found == kDecisions.end() ? action : found->second;
-}
 
 class Explainer {
 public:
@@ -70,26 +37,12 @@ public:
 
 private:
     ServiceSession m_session;
-    std::map<std::string, std::string> m_timerNames;  // record address -> timer name
+    ServiceTimers m_timers;
     Explanation m_explanation;
 
     void nameTimers(const std::vector<std::string>& trace)
     {
-        std::size_t next = 0;
-        for (const auto& line : trace) {
-            std::string address;
-            int duration = 0;
-            if (next < std::size(kTimerNames) && timerLine(line, "makeTimer", address, duration) &&
-                m_timerNames.count(address) == 0) {
-                m_timerNames[address] = kTimerNames[next++];
-            }
-        }
-    }
-
-    std::string timerName(const std::string& address) const
-    {
-        const auto found = m_timerNames.find(address);
-        return found == m_timerNames.end() ? "a timer" : found->second;
+        for (const auto& line : trace) m_timers.learn(line);
     }
 
     void dial(const std::string& digits)
@@ -103,7 +56,7 @@ private:
                 step.sent = reply.substr(prefix.size(), comma - prefix.size());
             }
         }
-        readTrace(m_session.takeTrace(), step);
+        static_cast<DigitDecision&>(step) = readDecision(m_session.takeTrace(), m_timers);
         m_session.takeEvents();
         if (!step.sent.empty()) {
             m_explanation.dialled = step.sent;
@@ -111,42 +64,6 @@ private:
             m_explanation.because = step.row > 0 ? "row " + std::to_string(step.row) + " decided it at once" : "sent at once";
         }
         m_explanation.steps.push_back(std::move(step));
-    }
-
-    void readTrace(const std::vector<std::string>& trace, ExplainedDigit& step)
-    {
-        int examined = 0;
-        bool ended = false;
-        bool terminator = false;
-        for (const auto& line : trace) {
-            std::string address;
-            int duration = 0;
-            if (startsWith(line, "valid entry found at index ")) {
-                examined = std::stoi(line.substr(27)) + 1;
-            } else if (line == "no dial plan active") {
-                step.decision = "no decision: the dial plan is not enabled";
-            } else if (line == "end of entry list reached") {
-                ended = true;
-            } else if (line.find("last digit is terminator") != std::string::npos) {
-                terminator = true;
-            }
-            const std::size_t action = line.find("action = ");
-            if (action != std::string::npos && line.find("DIAL_PLAN_ACTION") != std::string::npos) {
-                step.decision = decisionFor(line.substr(action + 9));
-                step.row = examined;
-                if (terminator) step.decision = "ends with the terminator: " + step.decision;
-            } else if (timerLine(line, "beginTimer", address, duration)) {
-                step.timersArmed.push_back(timerName(address) + " " + std::to_string(duration) + " ms");
-            } else if (timerLine(line, "+ DigitAnalysisService::endTimer", address, duration) &&
-                       line.find("timerRunning = 1") != std::string::npos) {
-                step.timersStopped.push_back(timerName(address));
-            }
-        }
-        if (step.decision == decisionFor("DIAL_PLAN_ACTION_NONE") && step.row > 0) {
-            step.decision += ": row " + std::to_string(step.row) + " may still match";
-        } else if (step.decision.empty()) {
-            step.decision = examined > 0 || ended ? "no row decides" : "no decision";
-        }
     }
 
     void runUntilDialled()
@@ -157,9 +74,7 @@ private:
             context.advance(kClockStepMs);
             std::string expired;
             for (const auto& line : m_session.takeTrace()) {
-                if (startsWith(line, "timerEvent(timerId): ") && line.find("Time Out Event") != std::string::npos) {
-                    expired = line.substr(21, line.find(" Time Out Event") - 21);
-                }
+                if (const auto name = expiredTimerName(line)) expired = *name;
             }
             for (const auto& event : m_session.takeEvents()) {
                 if (startsWith(event, "handledialingstarted") || event == "handledialingstoppedevent") continue;

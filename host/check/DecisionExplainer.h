@@ -10,14 +10,12 @@
 
 #include "HostConfig.h"
 #include "PlanChecker.h"
+#include "ServiceTrace.h"
 
-struct ExplainedDigit {
-    std::string digits;    // the digits dialled so far, this one last
-    std::string decision;  // what the service decided, in words
-    int row = 0;           // the deciding row, 1-based; 0: none
-    std::vector<std::string> timersArmed;    // "Dial Plan 5000 ms", in the order armed
-    std::vector<std::string> timersStopped;  // names, in the order stopped
-    std::string sent;      // the digits the phone sends now; empty: none
+// One digit dialled: what the service decided on the digits so far (ServiceTrace.h).
+struct ExplainedDigit : DigitDecision {
+    std::string digits;  // the digits dialled so far, this one last
+    std::string sent;    // the digits the phone sends now; empty: none
 };
 
 struct Explanation {

@@ -16,6 +16,9 @@
 #include "TextQuote.h"
 
 namespace {
+// The service's most detailed lines, which a trace listener is given.
+constexpr int kTraceLevel = 5;
+
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 // Splits "WORD REST" at the first blank: REST is everything after that one blank.
@@ -75,6 +78,7 @@ ScriptRunner::ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConf
                            std::ostream& out, bool quiet)
     : m_out(out),
       m_quiet(quiet),
+      m_logLevel(logLevel),
       m_config(config),
       m_host(std::move(plugin), PluginHostParts{m_context, m_database, m_clock,
                                                 [this](const std::string& request, const std::string& response) {
@@ -82,13 +86,8 @@ ScriptRunner::ScriptRunner(std::unique_ptr<PluginLibrary> plugin, const HostConf
                                                 },
                                                 [this](const std::string& line) { emit("tone " + line); }})
 {
-    if (logLevel) {
-        platformlog::setThreshold(*logLevel);
-        platformlog::setSink([this](const LogRecord& record) { logLine(record.level, record.sourceFile, record.text); });
-    } else {
-        platformlog::setThreshold(0);
-        platformlog::setSink([](const LogRecord&) {});
-    }
+    platformlog::setThreshold(m_logLevel.value_or(0));
+    platformlog::setSink([this](const LogRecord& record) { logLine(record); });
     m_host.configStore().setUpdateObserver([this](const std::string& text) { emit("config-update " + quoteText(text)); });
     applyConfig(m_config, true);
 }
@@ -110,9 +109,17 @@ void ScriptRunner::emit(const std::string& line)
     m_unread.push_back(std::move(text));
 }
 
-void ScriptRunner::logLine(int level, const std::string& source, const std::string& text)
+void ScriptRunner::listenToTrace(TraceListener listener)
 {
-    emit("log " + std::to_string(level) + " " + source + " " + quoteText(stablePointers(text)));
+    m_traceListener = std::move(listener);
+    platformlog::setThreshold(m_traceListener ? kTraceLevel : m_logLevel.value_or(0));
+}
+
+void ScriptRunner::logLine(const LogRecord& record)
+{
+    if (m_traceListener) m_traceListener(record.level, record.text);
+    if (!m_logLevel || record.level > *m_logLevel) return;
+    emit("log " + std::to_string(record.level) + " " + record.sourceFile + " " + quoteText(stablePointers(record.text)));
 }
 
 // Addresses differ from run to run; each distinct one is shown as <ptrN> in order of appearance.

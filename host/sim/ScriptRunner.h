@@ -4,6 +4,7 @@
 // line "@T ..." with T the virtual time in milliseconds.
 
 #include <deque>
+#include <functional>
 #include <iosfwd>
 #include <map>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "HostConfig.h"
+#include "Logging.h"
 #include "InProcessContext.h"
 #include "PluginHost.h"
 #include "RecordingPeers.h"
@@ -27,6 +29,13 @@ public:
     ~ScriptRunner();
     ScriptRunner(const ScriptRunner&) = delete;
     ScriptRunner& operator=(const ScriptRunner&) = delete;
+
+    // Called with every line the service logs, of any level, as it logs it, besides the lines
+    // printed for `logLevel`: for tools that read what the service decided from its trace.
+    using TraceListener = std::function<void(int level, const std::string& text)>;
+    // Replaces any earlier listener; an empty one stops listening. Makes the service write its
+    // trace lines, which costs time but changes nothing the script prints.
+    void listenToTrace(TraceListener listener);
 
     // Runs every command of the script. Returns 0; 1 when an expectation failed (each failure
     // written to `err` as "NAME:LINE: expect failed: ..." with the lines seen); 2 after
@@ -56,6 +65,8 @@ private:
 
     std::ostream& m_out;
     const bool m_quiet;
+    const std::optional<int> m_logLevel;
+    TraceListener m_traceListener;
     HostConfig m_config;
 
     InProcessContext m_context;
@@ -74,7 +85,7 @@ private:
     std::size_t m_lineNumber = 0;
 
     void emit(const std::string& line);
-    void logLine(int level, const std::string& source, const std::string& text);
+    void logLine(const LogRecord& record);
     std::string stablePointers(const std::string& text);
 
     void execute(const std::string& command, const std::string& argument, std::size_t argumentColumn);

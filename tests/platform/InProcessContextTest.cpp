@@ -359,3 +359,26 @@ TEST(FrameworkContextDefaults, FindNoProxyAndNoChannel)
     EXPECT_EQ(nullptr, context.findProxy("DigitAnalysisServiceEventIfc", "dialler"));
     EXPECT_EQ("", context.findChannel(&peer));
 }
+
+TEST_F(InProcessContextTimers, RunningTimersAreListedInTheOrderTheyFallDue)
+{
+    const int slow = startedTimer(300);
+    const int stopped = startedTimer(50);
+    context.stopTimer(stopped);
+    const int fast = startedTimer(100);
+    const int sameAsFast = startedTimer(100);
+    context.createTimer(&owner, 10);  // never started
+
+    context.advance(40);
+    const auto running = context.runningTimers();
+
+    ASSERT_EQ(3u, running.size());
+    EXPECT_EQ(fast, running[0].timerId);
+    EXPECT_EQ(100, running[0].durationMs);
+    EXPECT_EQ(100, running[0].dueAtMs);
+    EXPECT_EQ(sameAsFast, running[1].timerId) << "due at the same moment: in the order started";
+    EXPECT_EQ(slow, running[2].timerId);
+    EXPECT_EQ(300, running[2].dueAtMs);
+    context.advance(100);
+    ASSERT_EQ(1u, context.runningTimers().size()) << "expired timers no longer run";
+}

@@ -36,6 +36,15 @@ public:
     // owner it was created for; an id never created reaches no one.
     void deliverExpiry(int timerId);
 
+    // A timer counting down now: when it falls due, in virtual time.
+    struct RunningTimer {
+        int timerId;
+        int durationMs;
+        long long dueAtMs;
+    };
+    // The timers counting down now, in the order they fall due (the order advance delivers them).
+    std::vector<RunningTimer> runningTimers() const;
+
     bool timerExists(int timerId) const;
     bool timerRunning(int timerId) const;
     int timerDuration(int timerId) const;

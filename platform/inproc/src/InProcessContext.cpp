@@ -1,6 +1,8 @@
 #include "InProcessContext.h"
 
+#include <algorithm>
 #include <limits>
+#include <utility>
 
 InProcessContext::InProcessContext() = default;
 InProcessContext::~InProcessContext() = default;
@@ -134,6 +136,22 @@ void InProcessContext::deliverExpiry(int timerId)
         }
     }
     if (owner != nullptr) owner->timerEvent(timerId);
+}
+
+std::vector<InProcessContext::RunningTimer> InProcessContext::runningTimers() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<std::pair<long long, RunningTimer>> running;
+    for (const auto& [id, timer] : m_timers) {
+        if (timer.running) running.push_back({timer.startSequence, RunningTimer{id, timer.durationMs, timer.deadline}});
+    }
+    std::sort(running.begin(), running.end(), [](const auto& a, const auto& b) {
+        return a.second.dueAtMs != b.second.dueAtMs ? a.second.dueAtMs < b.second.dueAtMs : a.first < b.first;
+    });
+    std::vector<RunningTimer> timers;
+    timers.reserve(running.size());
+    for (const auto& entry : running) timers.push_back(entry.second);
+    return timers;
 }
 
 bool InProcessContext::timerExists(int timerId) const
