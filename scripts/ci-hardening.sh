@@ -27,6 +27,7 @@ declare -A FUZZ_RUNS=(
     [ManagementJsonFuzzer]=20000
     [StoreRequestFuzzer]=20000
     [FrameDispatchFuzzer]=20000
+    [TextQuoteFuzzer]=100000
 )
 
 timed() {

@@ -61,6 +61,13 @@ std::optional<std::string> expiredTimerName(const std::string& text)
     return text.substr(prefix.size(), end - prefix.size());
 }
 
+std::optional<int> expiredTimerId(const std::string& text)
+{
+    const std::string prefix = "timerEvent(timerId = ";
+    if (!startsWith(text, prefix) || text.back() != ')') return std::nullopt;
+    return std::atoi(text.c_str() + prefix.size());
+}
+
 void ServiceTimers::learn(const std::string& text)
 {
     if (m_names.size() == std::size(kTimerNames)) return;

@@ -23,6 +23,10 @@ struct TimerLine {
 // The timer line `text` is; nothing for any other text.
 std::optional<TimerLine> parseTimerLine(const std::string& text);
 
+// The id of the timer whose expiry the service starts handling ("timerEvent(timerId = 6)"
+// gives 6); nothing for any other text.
+std::optional<int> expiredTimerId(const std::string& text);
+
 // The name of the timer whose expiry `text` reports ("timerEvent(timerId): Dial Plan Time Out
 // Event" gives "Dial Plan"); nothing for any other text.
 std::optional<std::string> expiredTimerName(const std::string& text);

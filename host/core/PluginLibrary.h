@@ -1,7 +1,10 @@
 #pragma once
-// The digit analysis plug-in, loaded with dlopen: the host creates the service, its
-// invoker and event proxies only through the plug-in's three exported factories.
+// The digit analysis plug-in: the host creates the service, its invoker and event proxies
+// only through the plug-in's three exported factories. Natively the plug-in is loaded with
+// dlopen (PluginLoading.cpp); a build without a dynamic loader (the browser's) links the
+// service in and gives the same constructor the linked-in factories (LinkedPluginLoading.cpp).
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -26,6 +29,7 @@ struct LinkedPlugin {
 class PluginLibrary {
 public:
     // Loads the plug-in at `path`; throws PluginError naming the path and the loader's reason.
+    // Where the service is linked in, `path` is not used and the linked-in plug-in is taken.
     explicit PluginLibrary(const std::string& path);
     // The plug-in linked into the program; path() is "(linked in)".
     explicit PluginLibrary(const LinkedPlugin& linked);
@@ -34,7 +38,8 @@ public:
     PluginLibrary& operator=(const PluginLibrary&) = delete;
 
     // Where the plug-in is looked for when no path is given: beside the running program,
-    // in its parent directory (the build tree), in ../lib, then where it is installed.
+    // in its parent directory (the build tree), in ../lib, then where it is installed;
+    // "(linked in)" where the service is linked in.
     static std::string defaultPath();
 
     const std::string& path() const { return m_path; }
@@ -48,7 +53,8 @@ public:
 
 private:
     std::string m_path;
-    void* m_handle = nullptr;
+    // The loaded library, closed by the loader's own function; empty for a linked-in plug-in.
+    std::unique_ptr<void, int (*)(void*)> m_handle{nullptr, nullptr};
     Executable* (*m_createService)() = nullptr;
     Invoker* (*m_createInvoker)() = nullptr;
     Proxy* (*m_createEventProxy)() = nullptr;

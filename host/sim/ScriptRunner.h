@@ -43,6 +43,9 @@ public:
     int run(std::istream& script, const std::string& scriptName, std::ostream& err);
 
 
+    // The virtual clock and its timers, for tools that show them; advance it only with "wait".
+    const InProcessContext& context() const { return m_context; }
+
     // The script commands, one line each ("  wait MS   advance the clock..."), made from the
     // command table.
     static std::string commandHelp();

@@ -42,6 +42,8 @@ TEST(ServiceTrace, AnExpiryNamesItsTimer)
 {
     EXPECT_EQ(expiredTimerName("timerEvent(timerId): Dial Plan Time Out Event"), "Dial Plan");
     EXPECT_FALSE(expiredTimerName("timerEvent(timerId = 6)").has_value());
+    EXPECT_EQ(expiredTimerId("timerEvent(timerId = 6)"), 6);
+    EXPECT_FALSE(expiredTimerId("timerEvent(timerId): Dial Plan Time Out Event").has_value());
 }
 
 TEST(ServiceTrace, TheFirstFiveTimersMadeAreNamedInTheServicesOrder)
