@@ -72,7 +72,7 @@ bool isTag(const Tags<N>& tags, const std::string& name)
     return std::find(tags.begin(), tags.end(), name) != tags.end();
 }
 
-// Sets the fields `request` carries, by their tags; the others stay as they are.
+// Sets the fields `carried` holds, by their tags; the others stay as they are.
 template <std::size_t N>
 void setCarriedFields(std::array<std::optional<std::string>, N>& fields, const Tags<N>& tags,
                       const StoreEntry& carried)

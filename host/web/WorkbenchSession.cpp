@@ -57,10 +57,13 @@ WorkbenchSession::WorkbenchSession(const std::string& configText, std::unique_pt
     });
     std::string locked;
     m_locked = m_config.storeItems.interogate("phone-lock-active", locked) && locked == "true";
-    std::string ordinary = "2";
-    for (const auto& team : m_config.teamLines) {
-        m_lines.push_back({team.line, lineKind(team.type), team.destination});
-        if (team.line == ordinary) ordinary = std::to_string(std::stoi(ordinary) + 1);
+    for (const auto& team : m_config.teamLines) m_lines.push_back({team.line, lineKind(team.type), team.destination});
+    // The first line from 2 on that the configuration leaves ordinary, as the demo's line 2.
+    std::string ordinary;
+    for (int number = 2; ordinary.empty(); ++number) {
+        const std::string line = std::to_string(number);
+        const bool configured = std::any_of(m_lines.begin(), m_lines.end(), [&](const PhoneLine& known) { return known.line == line; });
+        if (!configured) ordinary = line;
     }
     m_lines.insert(m_lines.begin(), PhoneLine{ordinary, "ordinary line", ""});
     m_line = ordinary;
