@@ -162,7 +162,8 @@ step_cppcheck() {
     local includes=(-I include -I src -I platform/include -I platform/inproc/include)
     local dirs=(src platform)
     if [ -d host ]; then
-        includes+=(-I host/core -I host/store -I host/protocol -I host/daemon -I host/sim -I host/client)
+        includes+=(-I host/core -I host/store -I host/protocol -I host/daemon -I host/sim -I host/client -I host/check
+                   -I host/web -I host/cli)
         dirs+=(host)
     fi
     cppcheck -q -j "$JOBS" --std=c++17 --language=c++ --enable=warning,performance,portability \

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr long long kLongestRunMs = 10 * 60 * 1000;
+constexpr long long kLongestRunMs = 10LL * 60 * 1000;
 constexpr long long kClockStepMs = 10;
 
 bool startsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }

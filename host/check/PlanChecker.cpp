@@ -273,10 +273,14 @@ private:
                 const bool same = rows[i].digits == later.digits && rows[i].action == later.action &&
                                   rows[i].minimum == later.minimum && rows[i].maximum == later.maximum &&
                                   rows[i].terminator == later.terminator && rows[i].special == later.special;
-                add(Severity::kWarning, rowPath(j, "digit-string"),
-                    same ? laterText + " repeats " + earlierText + ": it never decides"
-                         : laterText + " (\"" + later.digits + "\") can never decide: " + earlierText + " (\"" +
-                               rows[i].digits + "\") always decides its numbers first");
+                std::string text = laterText;
+                if (same) {
+                    text.append(" repeats ").append(earlierText).append(": it never decides");
+                } else {
+                    text.append(" (\"").append(later.digits).append("\") can never decide: ").append(earlierText);
+                    text.append(" (\"").append(rows[i].digits).append("\") always decides its numbers first");
+                }
+                add(Severity::kWarning, rowPath(j, "digit-string"), text);
                 add(Severity::kNote, rowPath(i, "digit-string"), earlierText + " is here");
             }
             if (hidden) continue;  // what else it says does not matter: it never decides

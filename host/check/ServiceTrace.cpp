@@ -9,11 +9,15 @@ const char* const kTimerNames[] = {"Initial Digit", "Party Details", "Auto Dial"
 
 bool startsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
 
+// The whole number at the start of `text` (0 when there is none): the service writes them
+// with %d, so they fit an int.
+int leadingNumber(const char* text) { return static_cast<int>(std::strtol(text, nullptr, 10)); }
+
 // The whole number after `label` in `text`; `otherwise` when the label is missing.
 int numberAfter(const std::string& text, const std::string& label, int otherwise)
 {
     const std::size_t at = text.find(label);
-    return at == std::string::npos ? otherwise : std::atoi(text.c_str() + at + label.size());
+    return at == std::string::npos ? otherwise : leadingNumber(text.c_str() + at + label.size());
 }
 
 // What one "action = ..." line means.
@@ -65,7 +69,7 @@ std::optional<int> expiredTimerId(const std::string& text)
 {
     const std::string prefix = "timerEvent(timerId = ";
     if (!startsWith(text, prefix) || text.back() != ')') return std::nullopt;
-    return std::atoi(text.c_str() + prefix.size());
+    return leadingNumber(text.c_str() + prefix.size());
 }
 
 void ServiceTimers::learn(const std::string& text)
@@ -90,7 +94,7 @@ DigitDecision readDecision(const std::vector<std::string>& trace, const ServiceT
     bool terminator = false;
     for (const auto& line : trace) {
         if (startsWith(line, "valid entry found at index ")) {
-            examined = std::atoi(line.c_str() + 27) + 1;
+            examined = leadingNumber(line.c_str() + 27) + 1;
         } else if (line == "no dial plan active") {
             step.decision = "no decision: the dial plan is not enabled";
         } else if (line == "end of entry list reached") {

@@ -18,9 +18,9 @@ std::filesystem::path programDirectory()
 }
 }  // namespace
 
-PluginLibrary::PluginLibrary(const std::string& path) : m_path(path)
+PluginLibrary::PluginLibrary(const std::string& path)
+    : m_path(path), m_handle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), &dlclose)
 {
-    m_handle = std::unique_ptr<void, int (*)(void*)>(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), &dlclose);
     if (!m_handle) {
         const char* reason = dlerror();
         throw PluginError("cannot load the plug-in " + path + ": " + (reason != nullptr ? reason : "unknown reason"));

@@ -110,7 +110,9 @@ class DialPlanStore::RequestHandler {
 public:
     RequestHandler(DialPlanStore& store, const StoreRequest& request) : m_store(store), m_request(request) {}
 
-    std::string run() DAS_REQUIRES(m_store.m_mutex)
+    // Entered only from DialPlanStore::handle, which holds the store's lock; the analysis
+    // cannot tell that the handler's store is that one, so it starts checking one call below.
+    std::string run() DAS_NO_THREAD_SAFETY_ANALYSIS
     {
         if (schema() == DASUtilsStrings::DialPlanOverviewSchema) return overview();
         if (schema() == DASUtilsStrings::DialPlanEntriesSchema) return entries();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 #include "JsonText.h"
 #include "ScriptRunner.h"
@@ -12,7 +13,7 @@ namespace {
 
 const char* const kDialler = "dialler";
 constexpr int kTraceLevel = 5;
-constexpr long long kLongestRunMs = 10 * 60 * 1000;
+constexpr long long kLongestRunMs = 10LL * 60 * 1000;
 
 bool startsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
 
@@ -239,7 +240,7 @@ void WorkbenchSession::readOutput()
         start = end + 1;
         const std::size_t blank = line.find(' ');
         if (line.size() < 2 || line[0] != '@' || blank == std::string::npos) continue;
-        const long long at = std::atoll(line.c_str() + 1);
+        const long long at = std::strtoll(line.c_str() + 1, nullptr, 10);
         const std::string rest = line.substr(blank + 1);
         if (startsWith(rest, "tone play ")) {
             m_timeline.push_back({"tone", at, -1, toneName(rest), "", "playing"});
