@@ -295,7 +295,7 @@ private:
         add(Severity::kWarning, rowPath(index, "terminating-char"),
             "the terminator \"" + row.terminator + "\" of row " + std::to_string(index + 1) +
                 " never ends a number: the row's numbers have one length, " + std::to_string(row.maximum) +
-                " digits, and are complete without it");
+                (row.maximum == 1 ? " digit" : " digits") + ", and are complete without it");
     }
 
     // On-hook, without immediate dialling, a row decides only once it is fully or minimally

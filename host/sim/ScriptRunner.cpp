@@ -139,12 +139,12 @@ std::string ScriptRunner::stablePointers(const std::string& text)
     return result;
 }
 
-int ScriptRunner::run(std::istream& script, const std::string& scriptName, std::ostream& err)
+int ScriptRunner::run(std::istream& script, const std::string& scriptName, std::ostream& err, std::size_t firstLine)
 {
     m_err = &err;
     m_scriptName = scriptName;
     std::string line;
-    for (std::size_t number = 1; std::getline(script, line); ++number) {
+    for (std::size_t number = firstLine; std::getline(script, line); ++number) {
         m_lineNumber = number;
         if (!line.empty() && line.back() == '\r') line.pop_back();
         std::size_t start = 0;

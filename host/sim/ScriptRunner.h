@@ -40,7 +40,8 @@ public:
     // Runs every command of the script. Returns 0; 1 when an expectation failed (each failure
     // written to `err` as "NAME:LINE: expect failed: ..." with the lines seen); 2 after
     // writing "NAME:LINE: reason" to `err` when a command is wrong, which ends the run.
-    int run(std::istream& script, const std::string& scriptName, std::ostream& err);
+    // `firstLine` numbers the script's first line, for a script handed over in pieces.
+    int run(std::istream& script, const std::string& scriptName, std::ostream& err, std::size_t firstLine = 1);
 
 
     // The virtual clock and its timers, for tools that show them; advance it only with "wait".

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "HostConfig.h"
 #include "JsonText.h"
 #include "WorkbenchSession.h"
 #include "WorkbenchTools.h"
@@ -78,7 +79,8 @@ EMSCRIPTEN_KEEPALIVE const char* das_plan(const char* config)
 EMSCRIPTEN_KEEPALIVE const char* das_session_open(const char* config)
 {
     return guarded([&] {
-        session().reset();  // the old service goes before the new one starts
+        (void)parseHostConfig(config);  // a configuration das-sim refuses leaves the phone there is
+        session().reset();              // the old service goes before the new one starts
         session() = std::make_unique<WorkbenchSession>(config, linkedPlugin());
         return session()->stateJson();
     });
@@ -110,6 +112,10 @@ EMSCRIPTEN_KEEPALIVE const char* das_session_lock(int locked)
 
 EMSCRIPTEN_KEEPALIVE const char* das_session_advance(double milliseconds)
 {
+    // JavaScript hands over any number: the clock takes whole milliseconds up to a year.
+    constexpr double kLongestAdvanceMs = 365.0 * 24 * 60 * 60 * 1000;
+    if (!(milliseconds >= 0 && milliseconds <= kLongestAdvanceMs))
+        return answer(jsonText(Json{{"error", "the clock moves forward by 0 ms to a year, not by that"}}));
     return onSession([&](WorkbenchSession& phone) { phone.advance(static_cast<long long>(milliseconds)); });
 }
 

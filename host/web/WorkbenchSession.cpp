@@ -68,7 +68,6 @@ WorkbenchSession::WorkbenchSession(const std::string& configText, std::unique_pt
     }
     m_lines.insert(m_lines.begin(), PhoneLine{ordinary, "ordinary line", ""});
     m_line = ordinary;
-    execute("init\n");
 }
 
 WorkbenchSession::~WorkbenchSession()
@@ -165,17 +164,25 @@ void WorkbenchSession::runUntilIdle()
 
 int WorkbenchSession::runScript(const std::string& script)
 {
-    std::string commands = script;
-    if (!commands.empty() && commands.back() != '\n') commands += '\n';
-    return execute(commands);
+    std::istringstream lines(script);
+    std::string line;
+    std::string errors;
+    for (std::size_t number = 1; std::getline(lines, line); ++number) {
+        execute(line + "\n", number);
+        errors += m_errors;
+        if (line.find(" dialstringrequest") != std::string::npos) m_lastDecision = readDecision(m_commandTrace, m_timers);
+        if (m_status == 2) break;
+    }
+    m_errors = errors;
+    return m_status;
 }
 
-int WorkbenchSession::execute(const std::string& commands)
+int WorkbenchSession::execute(const std::string& commands, std::size_t firstLine)
 {
     m_script += commands;
     std::istringstream in(commands);
     std::ostringstream errors;
-    m_status = m_runner->run(in, "script", errors);
+    m_status = m_runner->run(in, "script", errors, firstLine);
     m_errors = errors.str();
     readTrace();
     readOutput();

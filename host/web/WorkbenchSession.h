@@ -42,9 +42,11 @@ struct PhoneLine {
 
 class WorkbenchSession {
 public:
-    // Starts the phone of `configText` (das-sim's configuration file form) on a virtual clock at
-    // 0 ms and writes its dial plan, as das-sim's "init" does. Throws JsonTextError (with line and
-    // column) for a configuration das-sim refuses, PluginError when the plug-in cannot be used.
+    // Makes the phone of `configText` (das-sim's configuration file form) on a virtual clock at
+    // 0 ms. As in das-sim, the service starts (and the configuration's plan is written) with
+    // the first command that needs it, or with a script's "init". Throws JsonTextError (with
+    // line and column) for a configuration das-sim refuses, PluginError when the plug-in
+    // cannot be used.
     WorkbenchSession(const std::string& configText, std::unique_ptr<PluginLibrary> plugin);
     ~WorkbenchSession();
     WorkbenchSession(const WorkbenchSession&) = delete;
@@ -66,8 +68,10 @@ public:
     void advanceToNextTimer();
     void runUntilIdle();
 
-    // Runs das-sim script commands in this session; the status is das-sim's (0; 1 an
-    // expectation failed; 2 a script error, which ends the script, said in errors()).
+    // Runs das-sim script commands in this session, one line after the other (so that the
+    // decision on each dialstringrequest is read, as for a key); the status is das-sim's (0; 1
+    // an expectation failed in the session; 2 a script error, which ends the script, said in
+    // errors() with the script's line).
     int runScript(const std::string& script);
 
     // Everything the page shows, as one JSON object (docs/web.md lists its members).
@@ -79,7 +83,8 @@ public:
     const std::string& errors() const { return m_errors; }
     const std::string& dialled() const { return m_dialled; }
     const std::vector<TimelineEvent>& timeline() const { return m_timeline; }
-    // What the service decided on the last key; nothing before the first.
+    // What the service decided on the last dialstringrequest (a key, the dial key or a
+    // script's); nothing before the first.
     const std::optional<DigitDecision>& lastDecision() const { return m_lastDecision; }
 
 private:
@@ -108,7 +113,7 @@ private:
     std::string m_dialled;
     int m_status = 0;
 
-    int execute(const std::string& commands);
+    int execute(const std::string& commands, std::size_t firstLine = 1);
     void ensureDialler();
     void sendDigits(bool complete);
     void readTrace();

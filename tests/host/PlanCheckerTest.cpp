@@ -165,6 +165,10 @@ TEST(PlanChecker, ATerminatorTheRowCannotUseIsAWarning)
     EXPECT_EQ(lines(plan(fixed)), std::vector<std::string>{at(fixed, 1, "terminating-char") +
                                                            ": warning: the terminator \"#\" of row 1 never ends a number: the "
                                                            "row's numbers have one length, 3 digits, and are complete without it"});
+    const std::vector<std::string> single = {R"({"digit-string": "5", "action": "S", "timer": "0", "terminating-char": "#"})"};
+    EXPECT_EQ(lines(plan(single)), std::vector<std::string>{at(single, 1, "terminating-char") +
+                                                            ": warning: the terminator \"#\" of row 1 never ends a number: the "
+                                                            "row's numbers have one length, 1 digit, and are complete without it"});
     const std::vector<std::string> wide = {R"({"digit-string": "0", "action": "S", "timer": "5", "terminating-char": "##"})"};
     EXPECT_EQ(lines(plan(wide)), std::vector<std::string>{at(wide, 1, "terminating-char") +
                                                           ": warning: the terminator \"##\" of row 1 has more than one "

@@ -198,3 +198,26 @@ TEST(WorkbenchOpening, AConfigurationDasSimRefusesIsRefusedAtItsPlace)
         EXPECT_NE(std::string(error.what()).find("colour"), std::string::npos) << error.what();
     }
 }
+
+TEST_F(Workbench, AScriptRunsAsDasSimRunsItFromItsFirstLine)
+{
+    EXPECT_EQ(phone->runScript("config {\"dialPlan\": {\"dial-plan-enabled\": \"true\", \"dial-plan-id\": \"X\", \"dialPlanSettings\": "
+                               "[{\"digit-string\": \"7\", \"action\": \"S\", \"timer\": \"0\"}]}}\n"
+                               "init\n"
+                               "send dialler set_dialler_request\n"
+                               "send dialler startdiallingrequest:2,0\n"
+                               "send dialler dialstringrequest:7,0\n"),
+              0)
+        << phone->errors();
+    EXPECT_EQ(phone->dialled(), "7");
+    ASSERT_TRUE(phone->lastDecision().has_value()) << "a script's dialstringrequest is read as a key is";
+    EXPECT_EQ(phone->lastDecision()->row, 1);
+    EXPECT_EQ(phone->lastDecision()->decision, "complete: sent at once");
+}
+
+TEST_F(Workbench, AScriptErrorNamesItsLineAndEndsTheScript)
+{
+    EXPECT_EQ(phone->runScript("send - getEmergencyNumbersDialStringRequest\n\nwait soon\nsend - isEmergencyNumberRequest:true:112\n"), 2);
+    EXPECT_EQ(phone->errors(), "script:3: wait needs a number of milliseconds, not \"soon\"\n");
+    EXPECT_EQ(phone->trace().find("isEmergencyNumberResponse"), std::string::npos) << "nothing after the error runs";
+}
