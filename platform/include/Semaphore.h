@@ -1,6 +1,7 @@
 #pragma once
 // The framework's semaphore and its scoped holder.
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -14,6 +15,9 @@
 // its one unit) and must post as often as it waited; a post by a thread that holds no unit
 // is ignored. `reentrant` false: a plain counting semaphore; any thread may post, and a
 // thread that waits twice blocks on itself.
+// A semaphore of one unit (the service lock, the dial-tone lock: taken on every key) is
+// taken and given back with one atomic operation each while no other thread waits for it;
+// only a thread that must wait takes the mutex.
 class DAS_CAPABILITY("mutex") Semaphore {
 public:
     Semaphore(int initialCount, int maxCount, bool reentrant);
@@ -33,10 +37,16 @@ public:
 private:
     mutable std::mutex m_mutex;
     std::condition_variable m_available;
-    int m_count;
-    int m_waiting = 0;  // threads blocked in wait()
+    int m_count;  // the units free; not used by a one-unit semaphore, which keeps m_unitFree
+    std::atomic<int> m_waiting{0};  // threads blocked in wait(), or about to block
     const int m_maxCount;
     const bool m_reentrant;
+    const bool m_oneUnit;  // maxCount 1: the lock-free way below
+    // One unit: whether it is free, and for a re-entrant semaphore its holder and the
+    // holder's waits not yet posted (read and written by the holder only).
+    std::atomic<bool> m_unitFree{false};
+    std::atomic<std::thread::id> m_owner{};
+    int m_ownerWaits = 0;
     // Re-entrant only: each holder with its waits not yet posted. A holder keeps one unit, so
     // there are never more than maxCount of them; the room is reserved at construction so that
     // taking and giving back the semaphore allocates nothing.
@@ -48,6 +58,11 @@ private:
     // Blocks, with `lock` held on entry and exit, until a unit is free or `timeoutMs` passes
     // (-1: no limit); false on time-out.
     bool waitForUnit(std::unique_lock<std::mutex>& lock, int timeoutMs);
+    // The one-unit semaphore's wait and post.
+    bool waitForTheUnit(int timeoutMs);
+    void postTheUnit();
+    // Takes the unit if it is free.
+    bool takeTheUnit(std::thread::id self);
 };
 
 // Holds a semaphore for the lifetime of the object: waits without limit in the constructor and
