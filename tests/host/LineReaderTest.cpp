@@ -4,6 +4,7 @@
 
 #include <poll.h>
 #include <pty.h>
+#include <termios.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -49,17 +50,16 @@ public:
     // Reads what the terminal shows until `text` has appeared `times` times in all, or 10 s pass.
     bool waitFor(const std::string& text, int times = 1)
     {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (count(text) < times) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            pollfd ready{m_terminal, POLLIN, 0};
-            if (poll(&ready, 1, 100) <= 0) continue;
-            char buffer[4096];
-            const ssize_t got = read(m_terminal, buffer, sizeof buffer);
-            if (got <= 0) return count(text) >= times;
-            m_shown.append(buffer, static_cast<std::size_t>(got));
-        }
-        return true;
+        return waitUntil([&] { return count(text) >= times; });
+    }
+
+    // Reads until `text` stands after the last `marker` shown, or 10 s pass.
+    bool waitForAfter(const std::string& text, const std::string& marker)
+    {
+        return waitUntil([&] {
+            const std::size_t last = m_shown.rfind(marker);
+            return last != std::string::npos && m_shown.find(text, last + marker.size()) != std::string::npos;
+        });
     }
 
     // Waits for dasctl to end; its exit status, or -1 after 10 s.
@@ -78,7 +78,35 @@ public:
 
     const std::string& shown() const { return m_shown; }
 
+    // Waits until the line editor reads keys one by one (the terminal out of its line mode),
+    // as it does between showing its prompt and the end of a line; false after 10 s. Keys
+    // typed before that go through the terminal's own line handling, which may drop them
+    // when the editor switches the mode.
+    bool waitForEditor()
+    {
+        return waitUntil([&] {
+            termios mode{};
+            return tcgetattr(m_terminal, &mode) == 0 && (mode.c_lflag & ICANON) == 0;
+        });
+    }
+
 private:
+    template <class Done>
+    bool waitUntil(Done done)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            pollfd ready{m_terminal, POLLIN, 0};
+            if (poll(&ready, 1, 10) <= 0) continue;
+            char buffer[4096];
+            const ssize_t got = read(m_terminal, buffer, sizeof buffer);
+            if (got <= 0) return done();
+            m_shown.append(buffer, static_cast<std::size_t>(got));
+        }
+        return true;
+    }
+
     int m_terminal = -1;
     pid_t m_pid = -1;
     std::string m_shown;
@@ -101,10 +129,17 @@ TEST(DasctlAtATerminal, TheUpArrowBringsBackTheLastRequestAndEnterSendsItAgain)
     TerminalSession terminal(daemon.socket());
     ASSERT_TRUE(terminal.started());
 
+    // Each line is typed once dasctl shows its prompt after the last answer and its line
+    // editor reads the keys.
+    const std::string prompt = "dasctl> ";
+    const std::string reply = "reply \"isEmergencyNumberResponse:1\"";
+    ASSERT_TRUE(terminal.waitFor(prompt) && terminal.waitForEditor()) << terminal.shown();
     terminal.type("isEmergencyNumberRequest:true:112\r");
-    ASSERT_TRUE(terminal.waitFor("reply \"isEmergencyNumberResponse:1\"")) << terminal.shown();
+    ASSERT_TRUE(terminal.waitFor(reply)) << terminal.shown();
+    ASSERT_TRUE(terminal.waitForAfter(prompt, reply) && terminal.waitForEditor()) << terminal.shown();
     terminal.type("\x1b[A\r");  // up arrow, then Enter
-    EXPECT_TRUE(terminal.waitFor("reply \"isEmergencyNumberResponse:1\"", 2)) << terminal.shown();
+    EXPECT_TRUE(terminal.waitFor(reply, 2)) << terminal.shown();
+    ASSERT_TRUE(terminal.waitForAfter(prompt, reply) && terminal.waitForEditor()) << terminal.shown();
     terminal.type("\x04");  // end of input at an empty line
     EXPECT_EQ(terminal.exitStatus(), 0) << terminal.shown();
 }
