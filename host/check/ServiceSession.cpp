@@ -11,8 +11,6 @@
 namespace {
 
 const char* const kDiallerName = "dialler";
-// The service's trace lines, which say what it read and decided.
-constexpr int kTraceLevel = 5;
 
 // The replies of one request.
 class CollectedResponse : public InvokerResponse {
@@ -45,9 +43,9 @@ private:
 ServiceSession::ServiceSession(std::unique_ptr<PluginLibrary> plugin, const HostConfig& config)
     : m_host(std::move(plugin), PluginHostParts{m_context, m_store, m_clock, {}, {}})
 {
-    platformlog::setThreshold(kTraceLevel);
+    platformlog::setThreshold(platformlog::kTraceLevel);
     platformlog::setSink([this](const LogRecord& record) {
-        if (record.level == kTraceLevel) m_trace.push_back(record.text);
+        if (record.level == platformlog::kTraceLevel) m_trace.push_back(record.text);
     });
     m_host.applyConfig(config);
     m_host.startService();

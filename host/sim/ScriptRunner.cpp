@@ -16,9 +16,6 @@
 #include "TextQuote.h"
 
 namespace {
-// The service's most detailed lines, which a trace listener is given.
-constexpr int kTraceLevel = 5;
-
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 // Splits "WORD REST" at the first blank: REST is everything after that one blank.
@@ -112,7 +109,7 @@ void ScriptRunner::emit(const std::string& line)
 void ScriptRunner::listenToTrace(TraceListener listener)
 {
     m_traceListener = std::move(listener);
-    platformlog::setThreshold(m_traceListener ? kTraceLevel : m_logLevel.value_or(0));
+    platformlog::setThreshold(m_traceListener ? platformlog::kTraceLevel : m_logLevel.value_or(0));
 }
 
 void ScriptRunner::logLine(const LogRecord& record)

@@ -12,11 +12,11 @@
 #include <string>
 
 #include "HostConfig.h"
-#include "Logging.h"
 #include "InProcessContext.h"
+#include "Logging.h"
+#include "MemoryDataAccessService.h"
 #include "PluginHost.h"
 #include "RecordingPeers.h"
-#include "MemoryDataAccessService.h"
 
 class Executable;
 

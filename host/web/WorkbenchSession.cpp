@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "JsonText.h"
+#include "Logging.h"
 #include "ScriptRunner.h"
 #include "Serializer.h"
 #include "TextQuote.h"
@@ -12,7 +13,6 @@
 namespace {
 
 const char* const kDialler = "dialler";
-constexpr int kTraceLevel = 5;
 constexpr long long kLongestRunMs = 10LL * 60 * 1000;
 constexpr int kMostSteps = 10000;
 
@@ -55,7 +55,7 @@ WorkbenchSession::WorkbenchSession(const std::string& configText, std::unique_pt
 {
     m_runner = std::make_unique<ScriptRunner>(std::move(plugin), m_config, std::nullopt, m_output);
     m_runner->listenToTrace([this](int level, const std::string& text) {
-        if (level == kTraceLevel) m_pendingTrace.emplace_back(m_runner->context().now(), text);
+        if (level == platformlog::kTraceLevel) m_pendingTrace.emplace_back(m_runner->context().now(), text);
     });
     std::string locked;
     m_locked = m_config.storeItems.interogate("phone-lock-active", locked) && locked == "true";

@@ -31,6 +31,8 @@ namespace platformlog {
 using Sink = std::function<void(const LogRecord&)>;
 
 constexpr int kDefaultThreshold = 3;
+// The most detailed level: the trace lines tools read to follow what the service decided.
+constexpr int kTraceLevel = 5;
 
 // Lines at or below `level` are written from now on, in every thread.
 void setThreshold(int level);
